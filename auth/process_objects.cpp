@@ -1,0 +1,40 @@
+#include "auth/process_objects.h"
+
+#include "auth/parked_handles.h"
+
+namespace zelto {
+namespace {
+
+struct ProcessObjects {
+    HANDLE moduleLock; // unnamed mutex
+    HANDLE stopEvent;  // unnamed auto-reset event
+};
+
+ProcessObjects CreateOrTakeUp() noexcept {
+    HANDLE parked[2] = {};
+    if (TakeParkedHandles(parked)) {
+        return {parked[0], parked[1]};
+    }
+    return {CreateMutexW(nullptr, FALSE, nullptr), CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+}
+
+const ProcessObjects processObjects = CreateOrTakeUp();
+
+} // namespace
+
+HANDLE ModuleLock() noexcept {
+    return processObjects.moduleLock;
+}
+
+HANDLE StopEvent() noexcept {
+    return processObjects.stopEvent;
+}
+
+void LeaveProcessObjects() noexcept {
+    // Half a pair, made when the system had no memory, is not handed on: the next load tries again.
+    if (processObjects.moduleLock != nullptr && processObjects.stopEvent != nullptr) {
+        ParkHandles({processObjects.moduleLock, processObjects.stopEvent});
+    }
+}
+
+} // namespace zelto

@@ -1,0 +1,37 @@
+// The callers' header and the code base name the same values.
+
+#include "auth/result_codes.h"
+
+#include "zelto_auth.h"
+
+#include <gtest/gtest.h>
+
+namespace zelto {
+namespace {
+
+TEST(ResultCodesTest, AreThoseOfThePublicHeader) {
+    EXPECT_EQ(AUTH_S_OK, ZELTO_AUTH_S_OK);
+    EXPECT_EQ(AUTH_E_FAILED, ZELTO_AUTH_E_FAILED);
+    EXPECT_EQ(AUTH_E_INVALID_PARAMETER, ZELTO_AUTH_E_INVALID_PARAMETER);
+    EXPECT_EQ(AUTH_E_TIMEOUT, ZELTO_AUTH_E_TIMEOUT);
+    EXPECT_EQ(AUTH_E_BUSY, ZELTO_AUTH_E_BUSY);
+    EXPECT_EQ(AUTH_E_CANCELLED, ZELTO_AUTH_E_CANCELLED);
+    EXPECT_EQ(AUTH_E_PORT_UNUSABLE, ZELTO_AUTH_E_PORT_UNUSABLE);
+    EXPECT_EQ(kGatewayFailed, ZELTO_AUTH_GATEWAY_FAILED);
+}
+
+TEST(ResultCodesTest, HaveTheValuesThatCallersKnow) {
+    EXPECT_EQ(AUTH_S_OK, 0u);
+    EXPECT_EQ(AUTH_E_FAILED, 0xA7000000u);
+    EXPECT_EQ(AUTH_E_LAUNCH_FAILED, 0xA7000001u);
+    EXPECT_EQ(AUTH_E_INVALID_PARAMETER, 0xA7000002u);
+    EXPECT_EQ(AUTH_E_TIMEOUT, 0xA7000003u);
+    EXPECT_EQ(AUTH_E_SHARED_MEMORY, 0xA7000004u);
+    EXPECT_EQ(AUTH_E_BUSY, 0xA7000005u);
+    EXPECT_EQ(AUTH_E_CANCELLED, 0xA7000007u);
+    EXPECT_EQ(AUTH_E_PORT_UNUSABLE, 0xA7000009u);
+    EXPECT_EQ(kGatewayFailed, 1u);
+}
+
+} // namespace
+} // namespace zelto

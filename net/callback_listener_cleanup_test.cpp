@@ -1,0 +1,186 @@
+// What the listener opens, and the order in which it closes that again.
+
+#include "net/callback_listener.h"
+
+#include "auth/kernel_handle.h"
+#include "net/running_listener.h"
+#include "net/started_threads.h"
+#include "tests/support/import_patch.h"
+#include "tests/support/scripted_browser.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace zelto::test {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr std::uint32_t kLongMs = 60000;
+
+// What the listener that is being watched has open, told by its own calls. Only the listener's thread writes
+// here, and the test reads when that thread has ended.
+struct Watch {
+    DWORD thread = 0; // the one that creates the accept event
+    HANDLE timer = nullptr;
+    SOCKET listening = INVALID_SOCKET;
+    SOCKET browser = INVALID_SOCKET;
+    int dataEventManualReset = -1;
+    u_long unread = 0; // bytes that the browser's socket still holds when it is closed
+    std::vector<std::string> inheritable;
+    std::vector<std::string> closed;
+
+    bool IsWatched() const { return GetCurrentThreadId() == thread; }
+
+    void LookAt(const char* name, SOCKET socket) {
+        DWORD flags = 0;
+        if (!GetHandleInformation(reinterpret_cast<HANDLE>(socket), &flags) ||
+            (flags & HANDLE_FLAG_INHERIT) != 0) {
+            inheritable.emplace_back(name);
+        }
+    }
+};
+Watch* watch;
+
+HANDLE(WINAPI* createEvent)(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR);
+WSAEVENT(WINAPI* createWsaEvent)();
+HANDLE(WINAPI* createTimer)(LPSECURITY_ATTRIBUTES, BOOL, LPCWSTR);
+int(WINAPI* listenOn)(SOCKET, int);
+SOCKET(WINAPI* acceptFrom)(SOCKET, sockaddr*, int*);
+int(WINAPI* closeSocket)(SOCKET);
+BOOL(WINAPI* closeWsaEvent)(WSAEVENT);
+BOOL(WINAPI* closeHandle)(HANDLE);
+int(WINAPI* cleanUp)();
+
+// The data-ready event is the last one that the listener's thread creates before its accept event.
+HANDLE WINAPI CreateEventWatched(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL set, LPCWSTR name) {
+    EXPECT_FALSE(set);
+    EXPECT_EQ(name, nullptr);
+    watch->dataEventManualReset = manual;
+    return createEvent(security, manual, set, name);
+}
+
+WSAEVENT WINAPI CreateWsaEventWatched() {
+    watch->thread = GetCurrentThreadId();
+    return createWsaEvent();
+}
+
+HANDLE WINAPI CreateTimerWatched(LPSECURITY_ATTRIBUTES security, BOOL manual, LPCWSTR name) {
+    EXPECT_TRUE(manual);
+    return watch->timer = createTimer(security, manual, name);
+}
+
+int WINAPI ListenWatched(SOCKET socket, int backlog) {
+    EXPECT_EQ(backlog, 0x7FFFFFFF);
+    watch->listening = socket;
+    return listenOn(socket, backlog);
+}
+
+SOCKET WINAPI AcceptWatched(SOCKET socket, sockaddr* address, int* length) {
+    EXPECT_EQ(address, nullptr);
+    return watch->browser = acceptFrom(socket, address, length);
+}
+
+int WINAPI CloseSocketWatched(SOCKET socket) {
+    if (watch->IsWatched()) {
+        const char* name = socket == watch->browser ? "browser" : "listening";
+        watch->LookAt(name, socket);
+        if (socket == watch->browser) {
+            ioctlsocket(socket, static_cast<long>(FIONREAD), &watch->unread);
+        }
+        watch->closed.emplace_back(name);
+    }
+    return closeSocket(socket);
+}
+
+BOOL WINAPI CloseWsaEventWatched(WSAEVENT event) {
+    watch->closed.emplace_back("accept event");
+    return closeWsaEvent(event);
+}
+
+BOOL WINAPI CloseHandleWatched(HANDLE handle) {
+    if (watch->IsWatched() && handle == watch->timer) {
+        watch->closed.emplace_back("timer");
+    }
+    return closeHandle(handle);
+}
+
+int WINAPI CleanUpWatched() {
+    if (watch->IsWatched()) {
+        watch->closed.emplace_back("winsock");
+    }
+    return cleanUp();
+}
+
+// A replaced import whose original goes to a variable.
+struct Replaced {
+    template <class Function>
+    Replaced(const char* name, Function* replacement, Function*& original)
+        : patch(GetModuleHandleW(nullptr), name, replacement) {
+        original = patch.Original<Function>();
+    }
+    ImportPatch patch;
+};
+
+class CallbackListenerCleanupTest : public testing::Test {
+protected:
+    CallbackListenerCleanupTest() { watch = &own; }
+    ~CallbackListenerCleanupTest() override { EXPECT_TRUE(threads.WaitForAll()); }
+
+    KernelHandle exitEvent{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    StartedThreads threads;
+    Watch own;
+
+private:
+    Replaced createEvent_{"CreateEventW", CreateEventWatched, createEvent};
+    Replaced createWsaEvent_{"WSACreateEvent", CreateWsaEventWatched, createWsaEvent};
+    Replaced createTimer_{"CreateWaitableTimerW", CreateTimerWatched, createTimer};
+    Replaced listen_{"listen", ListenWatched, listenOn};
+    Replaced accept_{"accept", AcceptWatched, acceptFrom};
+    Replaced closeSocket_{"closesocket", CloseSocketWatched, closeSocket};
+    Replaced closeWsaEvent_{"WSACloseEvent", CloseWsaEventWatched, closeWsaEvent};
+    Replaced closeHandle_{"CloseHandle", CloseHandleWatched, closeHandle};
+    Replaced cleanUp_{"WSACleanup", CleanUpWatched, cleanUp};
+};
+
+TEST_F(CallbackListenerCleanupTest, AfterARequestEverythingIsClosedInItsOrder) {
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    RequestOnce(listener.Port(), "GET /?id=1 HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
+    EXPECT_THAT(own.closed, ElementsAre("browser", "listening", "accept event", "timer", "winsock"));
+}
+
+TEST_F(CallbackListenerCleanupTest, WithoutAConnectionTheRestIsClosedInItsOrder) {
+    SetEvent(exitEvent.get());
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Cancelled);
+    EXPECT_THAT(own.closed, ElementsAre("listening", "accept event", "timer", "winsock"));
+}
+
+TEST_F(CallbackListenerCleanupTest, TheDataReadyEventResetsItself) {
+    SetEvent(exitEvent.get());
+    RunningListener(0, kLongMs, exitEvent.get()).Join();
+    EXPECT_EQ(own.dataEventManualReset, FALSE);
+}
+
+// Closed with unread bytes, the connection would be reset, and on Windows a browser then loses what it has
+// not read yet.
+TEST_F(CallbackListenerCleanupTest, TheRestOfALongRequestIsTakenOffBeforeClosing) {
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    RequestOnce(listener.Port(), std::string(3000, 'x'));
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
+    EXPECT_EQ(own.unread, 0u);
+}
+
+TEST_F(CallbackListenerCleanupTest, ProcessesThatTheHostStartsInheritNoSocket) {
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    RequestOnce(listener.Port(), "GET /?id=1 HTTP/1.1\r\n\r\n");
+    listener.Join();
+    EXPECT_EQ(own.closed.size(), 5u);
+    EXPECT_THAT(own.inheritable, ElementsAre());
+}
+
+} // namespace
+} // namespace zelto::test

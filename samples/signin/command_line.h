@@ -1,0 +1,15 @@
+#pragma once
+
+#include <stdint.h>
+#include <wchar.h>
+
+// What the command line asks for. The texts are those of the command line and live as long.
+typedef struct {
+    const wchar_t* gateway; // null when none was given
+    const wchar_t* library; // null: the one beside this program
+    uint32_t timeoutSeconds;
+    int help;
+} Options;
+
+// Reads the arguments behind the command's name. Returns 0 after saying what is wrong on stderr.
+int ReadOptions(int count, wchar_t** arguments, Options* options);

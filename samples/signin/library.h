@@ -1,0 +1,18 @@
+#pragma once
+
+#include <zelto_auth.h>
+
+// The library's functions that this program calls.
+typedef uint32_t (*SslSignIn)(const wchar_t* gateway, uint32_t maximumTimeoutSeconds, char* outputBuffer,
+                              uint32_t outputBufferSize, void* exitEvent);
+
+typedef struct {
+    void* module; // HMODULE
+    SslSignIn sslSignIn;
+} Library;
+
+// Loads the DLL at path, or, when path is null, ZeltoAuth.dll beside this program, and looks the functions
+// up. Returns 0 after saying what is wrong on stderr.
+int LoadLibraryAndFunctions(const wchar_t* path, Library* library);
+
+void UnloadLibrary(Library* library);

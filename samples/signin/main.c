@@ -1,0 +1,88 @@
+// ZeltoSignIn.exe: signs in at a gateway from the command line, through ZeltoAuth.dll.
+
+#include "command_line.h"
+#include "console.h"
+#include "ssl_command.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+// A kind of sign-in. Another one is another row.
+typedef struct {
+    const wchar_t* name;
+    int (*run)(const Options* options);
+    const wchar_t* summary;
+} Command;
+
+static const Command kCommands[] = {
+    {L"ssl", RunSslCommand, L"for an SSL-VPN tunnel, in your default browser"},
+};
+enum { kCommandCount = sizeof kCommands / sizeof *kCommands };
+
+static void PrintHelp(FILE* stream) {
+    Print(stream, L"Signs in at a gateway and prints the id that the gateway gave.\n\n"
+                  L"  ZeltoSignIn.exe COMMAND GATEWAY [options]\n\n"
+                  L"Commands:\n");
+    for (int i = 0; i < kCommandCount; ++i) {
+        Print(stream, L"  %-18ls %ls\n", kCommands[i].name, kCommands[i].summary);
+    }
+    Print(stream,
+          L"\nGATEWAY is [https://]host[:port][/realm], for example https://vpn.example.com:10443/sales\n\n"
+          L"Options:\n"
+          L"  --timeout SECONDS  how long the sign-in may take, 1 to 86400 (default 120);\n"
+          L"                     the gateway's own limit counts when it is shorter\n"
+          L"  --library PATH     the library to load (default: ZeltoAuth.dll beside this program)\n"
+          L"  --help             show this text\n\n"
+          L"Ctrl+C cancels the sign-in; a second Ctrl+C ends the program at once.\n\n"
+          L"Exit code: 0 signed in; 1 not signed in (the result says why and what to do about it);\n"
+          L"2 not tried (wrong command line, or the library cannot be loaded).\n");
+}
+
+static const Command* FindCommand(const wchar_t* name) {
+    for (int i = 0; i < kCommandCount; ++i) {
+        if (wcscmp(kCommands[i].name, name) == 0) {
+            return &kCommands[i];
+        }
+    }
+    return NULL;
+}
+
+static int Run(int count, wchar_t** arguments) {
+    if (count < 2) {
+        PrintHelp(stderr);
+        return kExitNotTried;
+    }
+    if (wcscmp(arguments[1], L"--help") == 0 || wcscmp(arguments[1], L"-h") == 0) {
+        PrintHelp(stdout);
+        return kExitSignedIn;
+    }
+    const Command* const command = FindCommand(arguments[1]);
+    if (command == NULL) {
+        PrintError(0, L"there is no command %ls (--help shows them)", arguments[1]);
+        return kExitNotTried;
+    }
+    Options options;
+    if (!ReadOptions(count - 2, arguments + 2, &options)) {
+        return kExitNotTried;
+    }
+    if (options.help) {
+        PrintHelp(stdout);
+        return kExitSignedIn;
+    }
+    return command->run(&options);
+}
+
+// The command line is read wide whatever the toolchain's idea of main() is.
+int main(void) {
+    int count = 0;
+    wchar_t** const arguments = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (arguments == NULL) {
+        return kExitNotTried;
+    }
+    StartConsole();
+    const int exitCode = Run(count, arguments);
+    EndConsole();
+    LocalFree(arguments);
+    return exitCode;
+}

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Shows a sign-in from end to end: scripts/demo.sh [x64|arm64] [FOLDER]
+#
+# Sets up what is missing and builds; then a host program under Wine signs in at a simulated gateway through the real
+# DLL, with Chromium as the user's browser. Ends with the id that the gateway issued and the id that the caller got, and
+# leaves screenshots and logs in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
+set -euo pipefail
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+usage='usage: scripts/demo.sh [x64|arm64] [FOLDER]'
+arch="${1:-x64}"
+case "$arch" in
+x64 | arm64) ;;
+-h | --help)
+    printf '%s\n' "$usage"
+    exit 0
+    ;;
+*)
+    printf 'scripts/demo.sh: there is no %s; %s\n' "$arch" "$usage" >&2
+    exit 2
+    ;;
+esac
+if [ $# -gt 2 ]; then
+    printf '%s\n' "$usage" >&2
+    exit 2
+fi
+mkdir -p "${2:-$root/build/demo/$arch}"
+folder="$(cd "${2:-$root/build/demo/$arch}" && pwd)"
+cd "$root"
+
+started="$(date +%s.%N)"
+
+# One line of progress, with the seconds since the start.
+say() {
+    printf '[%5.1f s] %-8s %s\n' "$(echo "$(date +%s.%N) $started" | awk '{ print $1 - $2 }')" "$1" "$2"
+}
+
+fail() {
+    printf 'scripts/demo.sh: failed: %s\n' "$1" >&2
+    exit 1
+}
+
+scripts/setup.sh "$arch" demo || fail "the set-up (see above)"
+# shellcheck source=scripts/setup/env.sh
+source scripts/setup/env.sh
+say set-up "everything that is needed is there"
+
+build_log="$folder/build.log"
+say build "building the DLL and the host program"
+if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --target ZeltoAuth ZeltoSignIn; } \
+    >"$build_log" 2>&1; then
+    tail -n 30 "$build_log" >&2
+    fail "the build; the whole output is in $build_log"
+fi
+say build "build/$arch/bin/ZeltoAuth.dll and ZeltoSignIn.exe"
+
+exec /usr/bin/python3 -B scripts/demo/sign_in.py --started "$started" --folder "$folder" \
+    --program "build/$arch/bin/ZeltoSignIn.exe" --runner "scripts/run/$arch.sh"

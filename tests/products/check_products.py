@@ -1,0 +1,134 @@
+"""Reads the built DLL and checks what a client's release engineer would: hardening, imports, exports, files beside it.
+
+Usage: check_products.py --bin FOLDER --def FILE --header FILE --machine x64|arm64
+"""
+
+import argparse
+import pathlib
+import re
+import struct
+import sys
+import unittest
+
+import pefile
+
+OPTIONS = None
+
+MACHINES = {"x64": 0x8664, "arm64": 0xAA64}
+
+# DllCharacteristics and load-configuration flags of the PE format.
+HIGH_ENTROPY_VA = 0x0020
+DYNAMIC_BASE = 0x0040
+NX_COMPAT = 0x0100
+GUARD_CF = 0x4000
+SECTION_EXECUTE = 0x20000000
+SECTION_WRITE = 0x80000000
+CF_INSTRUMENTED = 0x00000100
+CF_FUNCTION_TABLE_PRESENT = 0x00000400
+
+# Windows' own DLLs that the library may stand on. The C runtime comes as API sets.
+WINDOWS_DLLS = {
+    "advapi32.dll", "bcrypt.dll", "crypt32.dll", "dbghelp.dll", "kernel32.dll", "msi.dll", "shell32.dll",
+    "user32.dll", "winhttp.dll", "wininet.dll", "ws2_32.dll",
+}
+
+
+def exports_of_def(path):
+    """Export names of a module-definition file."""
+    lines = path.read_text(encoding="utf-8").splitlines()
+    start = lines.index("EXPORTS")
+    return {line.split()[0] for line in lines[start + 1:] if line.strip() and not line.lstrip().startswith(";")}
+
+
+def functions_of_header(path):
+    """Names of the functions that the public header declares."""
+    text = re.sub(r"/\*.*?\*/", "", path.read_text(encoding="utf-8"), flags=re.S)
+    return set(re.findall(r"^\s*u?int32_t\s+(\w+)\s*\(", text, flags=re.M))
+
+
+class Products(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.bin = pathlib.Path(OPTIONS.bin)
+        cls.image = pefile.PE(str(cls.bin / "ZeltoAuth.dll"))
+
+    def test_the_machine_is_the_one_asked_for(self):
+        self.assertEqual(self.image.FILE_HEADER.Machine, MACHINES[OPTIONS.machine])
+
+    def test_hardening_flags_are_set(self):
+        flags = self.image.OPTIONAL_HEADER.DllCharacteristics
+        for name, bit in (("high-entropy ASLR", HIGH_ENTROPY_VA), ("ASLR", DYNAMIC_BASE), ("NX", NX_COMPAT),
+                          ("control-flow guard", GUARD_CF)):
+            self.assertTrue(flags & bit, f"{name} is missing (DllCharacteristics 0x{flags:04x})")
+
+    def test_relocations_let_aslr_work(self):
+        self.assertGreater(self.image.OPTIONAL_HEADER.DATA_DIRECTORY[5].Size, 0)
+
+    def test_control_flow_guard_has_its_tables(self):
+        self.image.parse_data_directories(
+            directories=[pefile.DIRECTORY_ENTRY["IMAGE_DIRECTORY_ENTRY_LOAD_CONFIG"]])
+        config = self.image.DIRECTORY_ENTRY_LOAD_CONFIG.struct
+        self.assertTrue(config.GuardFlags & CF_INSTRUMENTED, f"GuardFlags 0x{config.GuardFlags:x}")
+        self.assertTrue(config.GuardFlags & CF_FUNCTION_TABLE_PRESENT, f"GuardFlags 0x{config.GuardFlags:x}")
+        self.assertGreater(config.GuardCFFunctionCount, 0)
+
+    def test_no_section_is_writable_and_executable(self):
+        for section in self.image.sections:
+            both = section.Characteristics & SECTION_EXECUTE and section.Characteristics & SECTION_WRITE
+            self.assertFalse(both, section.Name)
+
+    def test_imports_name_windows_dlls_only(self):
+        names = {entry.dll.decode().lower() for entry in self.image.DIRECTORY_ENTRY_IMPORT}
+        foreign = {name for name in names if name not in WINDOWS_DLLS and not name.startswith("api-ms-win-crt-")}
+        self.assertEqual(foreign, set())
+
+    def test_exports_are_those_of_the_def_file(self):
+        exported = {symbol.name.decode() for symbol in self.image.DIRECTORY_ENTRY_EXPORT.symbols}
+        self.assertEqual(exported, exports_of_def(pathlib.Path(OPTIONS.definition)))
+
+    def test_exports_are_those_of_the_public_header(self):
+        self.assertEqual(functions_of_header(pathlib.Path(OPTIONS.header)),
+                         exports_of_def(pathlib.Path(OPTIONS.definition)))
+
+    def test_the_version_resource_names_the_library(self):
+        strings = {}
+        for block in self.image.FileInfo[0]:
+            for table in getattr(block, "StringTable", []):
+                strings.update(table.entries)
+        self.assertEqual(strings[b"OriginalFilename"], b"ZeltoAuth.dll")
+        self.assertRegex(strings[b"FileVersion"], rb"^\d+\.\d+\.\d+")
+
+    def test_pages_and_manifest_are_resources(self):
+        ids = {(kind.id, entry.id) for kind in self.image.DIRECTORY_ENTRY_RESOURCE.entries
+               for entry in kind.directory.entries}
+        self.assertLessEqual({(23, 1004), (23, 1005), (24, 2)}, ids)
+
+    def test_the_pdb_belongs_to_the_dll(self):
+        codeview = [entry.entry for entry in self.image.DIRECTORY_ENTRY_DEBUG if entry.entry is not None
+                    and hasattr(entry.entry, "PdbFileName")]
+        self.assertEqual(len(codeview), 1)
+        self.assertTrue(codeview[0].PdbFileName.rstrip(b"\0").endswith(b"ZeltoAuth.pdb"))
+        pdb = (self.bin / "ZeltoAuth.pdb").read_bytes()
+        self.assertTrue(pdb.startswith(b"Microsoft C/C++ MSF 7.00\r\n"))
+        guid = struct.pack("<IHH", codeview[0].Signature_Data1, codeview[0].Signature_Data2,
+                           codeview[0].Signature_Data3)
+        self.assertIn(guid, pdb, "the PDB carries another build's signature")
+
+    def test_the_import_library_lies_beside(self):
+        libraries = [path for path in self.bin.iterdir() if path.suffix in (".a", ".lib")]
+        self.assertEqual(len(libraries), 1, libraries)
+
+
+def main():
+    global OPTIONS
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--bin", required=True)
+    parser.add_argument("--def", required=True, dest="definition")
+    parser.add_argument("--header", required=True)
+    parser.add_argument("--machine", required=True, choices=sorted(MACHINES))
+    OPTIONS = parser.parse_args()
+    unittest.main(argv=[sys.argv[0], "-v"])
+
+
+if __name__ == "__main__":
+    main()

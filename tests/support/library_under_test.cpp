@@ -1,0 +1,70 @@
+#include "tests/support/library_under_test.h"
+
+#include <shlobj.h>
+#include <stdexcept>
+#include <string>
+
+namespace zelto::test {
+namespace {
+
+std::filesystem::path ProgramPath() {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return path;
+}
+
+std::filesystem::path TraceFolder() {
+    wchar_t folder[MAX_PATH] = {};
+    SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, folder);
+    return std::filesystem::path(folder) / L"ZeltoClient" / L"logs" / L"trace";
+}
+
+template <class Function>
+Function Export(HMODULE module, const char* name) {
+    const FARPROC address = GetProcAddress(module, name);
+    if (address == nullptr) {
+        throw std::runtime_error(std::string("ZeltoAuth.dll does not export ") + name);
+    }
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(address));
+}
+
+} // namespace
+
+LibraryUnderTest::LibraryUnderTest() : module_(LoadLibraryW(LibraryPath().c_str())) {
+    if (module_ == nullptr) {
+        throw std::runtime_error("cannot load " + LibraryPath().string() + ", error " +
+                                 std::to_string(GetLastError()));
+    }
+    StopRunningZeltoAuth = Export<decltype(StopRunningZeltoAuth)>(module_, "StopRunningZeltoAuth");
+    GetSslSamlDataExternalBrowser =
+        Export<decltype(GetSslSamlDataExternalBrowser)>(module_, "GetSslSamlDataExternalBrowser");
+}
+
+LibraryUnderTest::~LibraryUnderTest() {
+    Unload();
+}
+
+void LibraryUnderTest::Unload() {
+    if (module_ != nullptr) {
+        FreeLibrary(module_);
+        module_ = nullptr;
+    }
+}
+
+std::filesystem::path LibraryUnderTest::LibraryPath() {
+    return (ProgramPath().parent_path().parent_path() / L"bin" / L"ZeltoAuth.dll").make_preferred();
+}
+
+std::filesystem::path LibraryUnderTest::TraceLogPath() {
+    return TraceFolder() / (ProgramPath().filename().wstring() + L"_ZeltoAuth.log");
+}
+
+std::filesystem::path LibraryUnderTest::ErrorCopyPath() {
+    return TraceFolder() / (ProgramPath().filename().wstring() + L"_ZeltoAuth_error.log");
+}
+
+bool LibraryIsLoaded() {
+    return GetModuleHandleW(L"ZeltoAuth.dll") != nullptr;
+}
+
+} // namespace zelto::test

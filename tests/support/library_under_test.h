@@ -1,0 +1,41 @@
+#pragma once
+
+#include "zelto_auth.h"
+
+#include <filesystem>
+#include <windows.h>
+
+namespace zelto::test {
+
+// The real DLL, loaded from ../bin beside the folder of the test program, with its exports by type. Each
+// export is looked up when the library is loaded; a missing one throws std::runtime_error.
+class LibraryUnderTest {
+public:
+    LibraryUnderTest();
+    LibraryUnderTest(const LibraryUnderTest&) = delete;
+    LibraryUnderTest& operator=(const LibraryUnderTest&) = delete;
+    ~LibraryUnderTest();
+
+    // Unloads the library: afterwards the trace log is complete on disk. Further calls do nothing.
+    void Unload();
+
+    HMODULE Module() const { return module_; }
+
+    // Where the library of this process writes its main trace log and the error copy.
+    static std::filesystem::path TraceLogPath();
+    static std::filesystem::path ErrorCopyPath();
+
+    // The built DLL's own path.
+    static std::filesystem::path LibraryPath();
+
+    decltype(&::StopRunningZeltoAuth) StopRunningZeltoAuth;
+    decltype(&::GetSslSamlDataExternalBrowser) GetSslSamlDataExternalBrowser;
+
+private:
+    HMODULE module_;
+};
+
+// True while a module named ZeltoAuth.dll is mapped in this process.
+bool LibraryIsLoaded();
+
+} // namespace zelto::test

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "trace/record.h"
+
+#include <cstdint>
+#include <windows.h>
+#include <winsock2.h>
+
+namespace zelto {
+
+// Now, in local time as the CRT splits it. The offset takes the daylight-saving hour off whenever the zone
+// has a daylight rule, in winter as well. The CRT reads the time zone anew about every 10 seconds.
+RecordTime CurrentRecordTime() noexcept;
+
+// Looks up the precise system time for CurrentRecordTime (GetSystemTimePreciseAsFileTime; the coarse one when
+// kernel32 has none).
+void LookUpClock() noexcept;
+
+// The performance counter.
+std::int64_t ReadCounter() noexcept;
+
+// The arguments that the start-up, settings and rotation lines have in common.
+struct LocalMoment {
+    char zoneName[256];         // standard time-zone name, in the ANSI code page
+    std::int32_t uptimeSeconds; // of the system
+    SYSTEMTIME local;
+};
+void ReadLocalMoment(LocalMoment& moment) noexcept;
+
+} // namespace zelto

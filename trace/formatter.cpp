@@ -1,0 +1,208 @@
+#include "trace/formatter.h"
+
+#include "trace/wide_text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace zelto {
+namespace {
+
+constexpr std::size_t kLocalWideBytes = 4095;
+
+// A va_list in a record: where the type is an array, a plain parameter would be a pointer to the caller's.
+struct Arguments {
+    std::va_list list;
+};
+
+// What stands between '%' and the conversion character.
+struct Options {
+    bool zeros = false;    // numbers are filled with zeros
+    bool leftmost = false; // numbers are filled on the right
+    bool wide64 = false;   // numbers read 64 bits
+    std::size_t width = 0; // at most kMessageArea, which no message can exceed
+};
+
+void SetWidth(Options& options, std::uint64_t width) noexcept {
+    options.width = static_cast<std::size_t>(std::min<std::uint64_t>(width, kMessageArea));
+}
+
+const char* ReadDigits(const char* next, Options& options) noexcept {
+    for (; *next >= '0' && *next <= '9'; ++next) {
+        SetWidth(options, options.width * 10u + static_cast<unsigned>(*next - '0'));
+    }
+    return next;
+}
+
+const char* ReadWidth(const char* next, Options& options, Arguments& arguments) noexcept {
+    if (*next == '*') {
+        const std::int64_t width = va_arg(arguments.list, int);
+        options.leftmost = width < 0;
+        SetWidth(options, static_cast<std::uint64_t>(width < 0 ? -width : width));
+        return next + 1;
+    }
+    if (*next == '-') {
+        options.leftmost = true;
+        ++next;
+    }
+    return ReadDigits(next, options);
+}
+
+const char* ReadOptions(const char* next, Options& options, Arguments& arguments) noexcept {
+    if (*next == '0' || *next == ' ') {
+        options.zeros = *next == '0';
+        ++next;
+    }
+    next = ReadWidth(next, options, arguments);
+    if (*next == 'l') {
+        ++next;
+        options.wide64 = *next == 'l';
+        next += options.wide64 ? 1 : 0;
+    }
+    return next;
+}
+
+// `prefix` is "-", "0x" or empty; `counted` is the part of the width that it takes.
+void AppendNumber(BoundedText& out, const Options& options, std::string_view prefix, std::size_t counted,
+                  std::string_view digits) noexcept {
+    const std::size_t used = counted + digits.size();
+    const std::size_t fill = options.width > used ? options.width - used : 0;
+    const bool zeros = options.zeros && !options.leftmost;
+    out.Fill(' ', zeros || options.leftmost ? 0 : fill);
+    out.Append(prefix);
+    out.Fill('0', zeros ? fill : 0);
+    out.Append(digits);
+    out.Fill(' ', options.leftmost ? fill : 0);
+}
+
+std::uint64_t ReadUnsigned(const Options& options, Arguments& arguments) noexcept {
+    return options.wide64 ? va_arg(arguments.list, unsigned long long) : va_arg(arguments.list, unsigned int);
+}
+
+void AppendSigned(BoundedText& out, const Options& options, Arguments& arguments) noexcept {
+    const std::int64_t value =
+        options.wide64 ? va_arg(arguments.list, long long) : va_arg(arguments.list, int);
+    const auto bits = static_cast<std::uint64_t>(value);
+    const Digits digits(value < 0 ? 0 - bits : bits, 10,
+                        kLowercaseDigits); // the lowest value has no positive
+    AppendNumber(out, options, value < 0 ? "-" : "", value < 0 ? 1 : 0, digits.View());
+}
+
+void AppendHex(BoundedText& out, const Options& options, std::uint64_t value,
+               std::string_view table) noexcept {
+    AppendNumber(out, options, "0x", 0, Digits(value, 16, table).View());
+}
+
+void AppendString(BoundedText& out, const Options& options, std::string_view text) noexcept {
+    out.Fill(' ', options.width > text.size() ? options.width - text.size() : 0);
+    out.Append(text);
+}
+
+void AppendNarrow(BoundedText& out, const Options& options, const char* text) noexcept {
+    if (text != nullptr) {
+        AppendString(out, options, text);
+    }
+}
+
+void AppendLongWide(BoundedText& out, const Options& options, const wchar_t* text, std::size_t length,
+                    std::size_t bytes) noexcept {
+    const std::unique_ptr<char, decltype(&std::free)> memory(
+        static_cast<char*>(std::malloc((length + 1) * 4)), &std::free);
+    if (memory != nullptr) {
+        ConvertToUtf8(text, length, memory.get());
+        AppendString(out, options, {memory.get(), bytes});
+    }
+}
+
+void AppendWide(BoundedText& out, const Options& options, const wchar_t* text) noexcept {
+    if (text == nullptr) {
+        return;
+    }
+    const std::size_t length = WideLength(text);
+    const std::size_t bytes = Utf8Length(text, length);
+    if (bytes > kLocalWideBytes) {
+        AppendLongWide(out, options, text, length, bytes);
+        return;
+    }
+    char local[kLocalWideBytes];
+    ConvertToUtf8(text, length, local);
+    AppendString(out, options, {local, bytes});
+}
+
+void AppendCharacter(BoundedText& out, const Options& options, int value) noexcept {
+    const char character = static_cast<char>(value);
+    AppendString(out, options, {&character, 1});
+}
+
+// Handles the conversion at `next` and returns what follows it.
+const char* AppendConversion(BoundedText& out, const char* next, const Options& options,
+                             Arguments& arguments) noexcept {
+    switch (*next) {
+    case '\0':
+        return next; // the format ends in the middle of a conversion
+    case 'd':
+    case 'i':
+        AppendSigned(out, options, arguments);
+        break;
+    case 'u':
+        AppendNumber(out, options, "", 0,
+                     Digits(ReadUnsigned(options, arguments), 10, kLowercaseDigits).View());
+        break;
+    case 'x':
+        AppendHex(out, options, ReadUnsigned(options, arguments), kLowercaseDigits);
+        break;
+    case 'X':
+        AppendHex(out, options, ReadUnsigned(options, arguments), kUppercaseDigits);
+        break;
+    case 'p':
+        AppendHex(out, {.zeros = true, .width = 16}, va_arg(arguments.list, unsigned long long),
+                  kUppercaseDigits);
+        break;
+    case 's':
+        AppendNarrow(out, options, va_arg(arguments.list, const char*));
+        break;
+    case 'S':
+        AppendWide(out, options, va_arg(arguments.list, const wchar_t*));
+        break;
+    case 'w':
+        if (next[1] == 's') {
+            AppendWide(out, options, va_arg(arguments.list, const wchar_t*));
+            ++next;
+        }
+        break;
+    case 'c':
+        AppendCharacter(out, options, va_arg(arguments.list, int));
+        break;
+    case '%':
+        out.Append('%');
+        break;
+    default:
+        break;
+    }
+    return next + 1;
+}
+
+} // namespace
+
+void AppendMessage(BoundedText& out, const char* format, std::va_list arguments) noexcept {
+    Arguments copy;
+    va_copy(copy.list, arguments);
+    for (;;) {
+        const char* percent = std::strchr(format, '%');
+        if (percent == nullptr) {
+            out.Append(format);
+            break;
+        }
+        out.Append({format, static_cast<std::size_t>(percent - format)});
+        Options options;
+        const char* conversion = ReadOptions(percent + 1, options, copy);
+        format = AppendConversion(out, conversion, options, copy);
+    }
+    va_end(copy.list);
+    out.MarkCut();
+}
+
+} // namespace zelto

@@ -1,0 +1,246 @@
+#include "trace/life_cycle.h"
+
+#include "tests/support/process_counts.h"
+#include "trace/running_trace.h"
+#include "trace/test_key.h"
+
+#include <cstring>
+#include <future>
+#include <gmock/gmock.h>
+#include <regex>
+#include <shlobj.h>
+#include <thread>
+
+namespace zelto {
+namespace {
+
+using testing::ElementsAre;
+
+// A test that starts the trace itself.
+class LifeCycleTest : public testing::Test {
+protected:
+    ~LifeCycleTest() override {
+        TraceStop();
+        CloseStreams();
+    }
+
+    std::vector<test::TraceLine> LinesAfterStop(const std::filesystem::path& file) {
+        TraceStop();
+        CloseStreams();
+        return test::ReadTraceLines(file);
+    }
+
+    test::TempFolder folder_;
+    const std::string narrow_ = folder_.NarrowWithBackslash();
+};
+
+std::string localAppData; // what the patched SHGetFolderPathA gives; empty: it fails
+HRESULT WINAPI FolderPath(HWND, int folder, HANDLE, DWORD, LPSTR path) {
+    if (folder != CSIDL_LOCAL_APPDATA || localAppData.empty()) {
+        return E_FAIL;
+    }
+    std::memcpy(path, localAppData.c_str(), localAppData.size() + 1);
+    return S_OK;
+}
+
+std::filesystem::path ProgramFolder() {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return std::filesystem::path(path).parent_path();
+}
+
+TEST_F(LifeCycleTest, StartAndStopAreLoggedToTheLetter) {
+    TraceStart(narrow_.c_str(), "host.log");
+    const std::vector<test::TraceLine> lines = LinesAfterStop(folder_.Path() / "host.log");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].line, 1354);
+    EXPECT_EQ(lines[0].level, "info");
+    EXPECT_TRUE(std::regex_match(lines[0].text,
+                                 std::regex(R"(\(Time Zone: [^)]+\) \(Thu Mar 19 04:11:33 2026, \d+s\) )"
+                                            R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} type: 0x1ff size: 0 )"
+                                            R"(memory: 0x0000000000000000)")))
+        << lines[0].text;
+    EXPECT_EQ(lines[1].line, 1413);
+    EXPECT_EQ(lines[1].level, "info");
+    EXPECT_EQ(lines[1].text, "trace stopped");
+}
+
+TEST_F(LifeCycleTest, StartLineTellsTheSystemsUptimeAndLocalTime) {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    const unsigned uptime = GetTickCount() / 1000;
+    TraceStart(narrow_.c_str(), "host.log");
+    const std::string text = LinesAfterStop(folder_.Path() / "host.log").at(0).text;
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(text, match, std::regex(R"(2026, (\d+)s\) (\d+)-(\d+)-(\d+) )")));
+    EXPECT_NEAR(std::stoi(match[1]), static_cast<int>(uptime), 3);
+    EXPECT_EQ(std::stoi(match[2]), now.wYear);
+    EXPECT_EQ(std::stoi(match[3]), now.wMonth);
+    EXPECT_NEAR(std::stoi(match[4]), now.wDay, now.wDay > 27 ? 30 : 1); // midnight may have passed
+}
+
+TEST_F(LifeCycleTest, DefaultsAfterStart) {
+    TraceStart(narrow_.c_str(), "host.log");
+    EXPECT_EQ(TraceFlags.load(), 0x1FFu);
+    const TraceLockGuard lock;
+    EXPECT_EQ(traceState.sizeLimitMiB, 0u);
+    EXPECT_EQ(traceState.ring, nullptr);
+    EXPECT_EQ(traceState.names.main.View(), narrow_ + "host.log");
+    EXPECT_EQ(traceState.names.errorCopy.View(), narrow_ + "host_error.log");
+    EXPECT_FALSE(traceState.names.rotationA.IsSet());
+    EXPECT_FALSE(traceState.registryKeyPath.IsSet());
+}
+
+TEST_F(LifeCycleTest, FolderWithoutBackslashStartsNothing) {
+    SetLastError(0);
+    TraceStart(folder_.Path().string().c_str(), "host.log");
+    EXPECT_EQ(GetLastError(), 21u);
+    EXPECT_EQ(traceState.initialised, 0u);
+    TRACE_ERROR("nothing takes it");
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+}
+
+TEST_F(LifeCycleTest, SecondStartIsTurnedAway) {
+    const test::TempFolder other;
+    TraceStart(narrow_.c_str(), "host.log");
+    SetLastError(0);
+    TraceStart(other.NarrowWithBackslash().c_str(), "other.log");
+    EXPECT_EQ(GetLastError(), 183u);
+    TRACE_INFO("still the first");
+    EXPECT_EQ(test::Messages(LinesAfterStop(folder_.Path() / "host.log")), Lines({"info: still the first"}));
+    EXPECT_TRUE(std::filesystem::is_empty(other.Path()));
+}
+
+TEST_F(LifeCycleTest, FolderIsCheckedBeforeTheSecondStart) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TraceStart("C:\\no\\backslash", "other.log");
+    EXPECT_EQ(GetLastError(), 21u);
+}
+
+TEST_F(LifeCycleTest, WithoutAUsableFileNameItRunsWithoutFiles) {
+    for (const char* name : {"", "sub\\host.log", static_cast<const char*>(nullptr)}) {
+        TraceStart(narrow_.c_str(), name);
+        EXPECT_EQ(traceState.initialised, 1u);
+        for (int i = 0; i < 20; ++i) {
+            TRACE_ERROR("%s", std::string(16000, 'x').c_str());
+        }
+        {
+            const TraceLockGuard lock;
+            EXPECT_LT(traceState.pendingUsed, kFlushThreshold);
+            EXPECT_FALSE(traceState.names.main.IsSet());
+        }
+        TraceStop();
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+}
+
+TEST_F(LifeCycleTest, LocalAppDataInAnyCaseIsTheUsersFolder) {
+    const test::ImportPatch patch(OwnModule(), "SHGetFolderPathA", &FolderPath);
+    localAppData = folder_.Path().string();
+    for (const char* base : {"%localappdata%", "%LOCALAPPDATA%", "%LocalAppData%"}) {
+        TraceStart(base, "host.log");
+        TRACE_INFO("%s", base);
+        TraceStop();
+    }
+    CloseStreams();
+    const auto lines = test::ReadTraceLines(folder_.Path() / "ZeltoClient" / "logs" / "trace" / "host.log");
+    EXPECT_THAT(test::Messages(lines),
+                ElementsAre("info: %localappdata%", "info: %LOCALAPPDATA%", "info: %LocalAppData%"));
+}
+
+TEST_F(LifeCycleTest, WithoutAFolderTheLogLiesBesideTheHost) {
+    const test::ImportPatch patch(OwnModule(), "SHGetFolderPathA", &FolderPath);
+    localAppData.clear();
+    for (const char* base : {"", static_cast<const char*>(nullptr), "%localappdata%"}) {
+        const std::string name = "life_cycle_test_" + std::to_string(GetCurrentProcessId()) + ".log";
+        TraceStart(base, name.c_str());
+        TRACE_INFO("beside");
+        const std::filesystem::path file = ProgramFolder() / "logs" / "trace" / name;
+        EXPECT_EQ(test::Messages(LinesAfterStop(file)), Lines({"info: beside"}));
+        std::filesystem::remove(file);
+    }
+}
+
+TEST_F(LifeCycleTest, StopIsLoggedThoughInfoIsOff) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TraceFlags = kTraceFileOutput | kTraceError;
+    EXPECT_EQ(LinesAfterStop(folder_.Path() / "host.log").back().text, "trace stopped");
+}
+
+TEST_F(LifeCycleTest, StopClearsWhatStartHadSet) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TraceStop();
+    EXPECT_EQ(TraceFlags.load(), 0u);
+    EXPECT_EQ(traceState.initialised, 0u);
+    EXPECT_EQ(traceState.moduleNameLength, 0u);
+    EXPECT_EQ(traceState.moduleName[0], '\0');
+    EXPECT_FALSE(traceState.names.main.IsSet());
+    EXPECT_EQ(traceState.stopEvent, nullptr);
+}
+
+TEST_F(LifeCycleTest, StopWithoutStartDoesNothing) {
+    TraceStop();
+    TraceStopAtProcessEnd();
+    EXPECT_EQ(TraceFlags.load(), 0u);
+}
+
+TEST_F(LifeCycleTest, StoppedTraceStartsAgain) {
+    for (int i = 0; i < 3; ++i) {
+        TraceStart(narrow_.c_str(), "host.log");
+        TRACE_INFO("round %d", i);
+        TraceStop();
+    }
+    CloseStreams();
+    EXPECT_THAT(test::Messages(test::ReadTraceLines(folder_.Path() / "host.log")),
+                ElementsAre("info: round 0", "info: round 1", "info: round 2"));
+}
+
+void WINAPI SubmitNothing(PTP_WORK) {}
+
+TEST_F(LifeCycleTest, WriterThatNeverBeganLeavesNoHandle) {
+    const test::ImportPatch patch(OwnModule(), "SubmitThreadpoolWork", &SubmitNothing);
+    constexpr int kRounds = 20;
+    std::size_t before = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        if (round == kRounds / 2) {
+            before = test::CountHandles();
+        }
+        TraceStart(narrow_.c_str(), "host.log");
+        TraceStop();
+        CloseStreams();
+    }
+    EXPECT_LT(test::CountHandles(), before + kRounds / 2);
+}
+
+TEST_F(LifeCycleTest, ProcessEndWritesAndClosesWhatItCan) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TRACE_ERROR("last words");
+    TraceStopAtProcessEnd();
+    EXPECT_EQ(traceState.mainLog.file, nullptr);
+    EXPECT_EQ(traceState.errorCopy.file, nullptr);
+    const auto lines = test::ReadTraceLines(folder_.Path() / "host.log");
+    EXPECT_EQ(lines.back().text, "trace stopped");
+    traceState.initialised = 1; // the writer still runs here: end it as an unload does
+}
+
+// A thread that was ended while it held the trace lock leaves it held for ever.
+TEST_F(LifeCycleTest, ProcessEndNeverWaitsForTheLock) {
+    TraceStart(narrow_.c_str(), "host.log");
+    std::promise<void> held;
+    std::promise<void> release;
+    std::thread owner([&] {
+        const TraceLockGuard lock;
+        held.set_value();
+        release.get_future().wait();
+    });
+    held.get_future().wait();
+    TraceStopAtProcessEnd();
+    EXPECT_EQ(traceState.initialised, 1u);
+    release.set_value();
+    owner.join();
+    const auto lines = LinesAfterStop(folder_.Path() / "host.log");
+    EXPECT_EQ(lines.size(), 2u); // one "trace stopped", by this stop
+}
+
+} // namespace
+} // namespace zelto

@@ -1,0 +1,159 @@
+#include "trace/running_trace.h"
+#include "trace/test_key.h"
+
+#include <atomic>
+#include <gmock/gmock.h>
+
+namespace zelto {
+namespace {
+
+std::atomic<std::int64_t> shift{0};
+std::atomic<int> readings{0};
+HANDLE wasRead; // auto-reset event
+decltype(&QueryPerformanceCounter) readCounter;
+BOOL WINAPI ReadShifted(LARGE_INTEGER* counter) {
+    readCounter(counter);
+    counter->QuadPart += shift;
+    ++readings;
+    SetEvent(wasRead);
+    return TRUE;
+}
+
+// The performance counter as this program sees it: shifted, and its readings counted. While a test waits,
+// nothing but the writer reads it. (The standard library's clocks would read it as well, so the waiting is
+// done without them.)
+class ShiftedCounter {
+public:
+    ShiftedCounter() : patch_(OwnModule(), "QueryPerformanceCounter", &ReadShifted) {
+        readCounter = patch_.Original<BOOL WINAPI(LARGE_INTEGER*)>();
+        wasRead = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        QueryPerformanceFrequency(&frequency_);
+        shift = 0;
+        readings = 0;
+    }
+    ~ShiftedCounter() { CloseHandle(wasRead); }
+
+    void AdvanceMilliseconds(std::int64_t milliseconds) {
+        shift += milliseconds * frequency_.QuadPart / 1000;
+    }
+
+    // Returns when the counter has been read `goal` times in all; false when 30 seconds pass without a
+    // reading.
+    static bool AwaitReadings(int goal) {
+        while (readings < goal) {
+            if (WaitForSingleObject(wasRead, 30'000) != WAIT_OBJECT_0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    LARGE_INTEGER frequency_;
+    test::ImportPatch patch_;
+};
+
+std::atomic<int> registryReads{0};
+decltype(&RegOpenKeyExA) openKey;
+LSTATUS WINAPI CountRegistryRead(HKEY key, LPCSTR path, DWORD options, REGSAM access, PHKEY result) {
+    ++registryReads;
+    return openKey(key, path, options, access, result);
+}
+
+class WriterTest : public testing::Test {
+protected:
+    WriterTest() : openKeyPatch_(OwnModule(), "RegOpenKeyExA", &CountRegistryRead) {
+        openKey = openKeyPatch_.Original<LSTATUS WINAPI(HKEY, LPCSTR, DWORD, REGSAM, PHKEY)>();
+        registryReads = 0;
+        TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
+        EXPECT_TRUE(ShiftedCounter::AwaitReadings(2)); // by the start-up record and by the writer that begins
+    }
+    ~WriterTest() override {
+        TraceStop();
+        CloseStreams();
+    }
+
+    void SetKeyPath() {
+        const TraceLockGuard lock;
+        traceState.registryKeyPath.Set(key_.Path());
+    }
+
+    // A pass that had not begun when this is called has ended: the one behind it reads the counter.
+    void AwaitPass() { ASSERT_TRUE(ShiftedCounter::AwaitReadings(readings + 2)); }
+
+    Lines MessagesIn(const char* name) { return test::Messages(test::ReadTraceLines(folder_.Path() / name)); }
+
+    test::TempFolder folder_;
+    test::TestKey key_;
+    ShiftedCounter counter_;
+    test::ImportPatch openKeyPatch_;
+};
+
+TEST_F(WriterTest, PendingRecordsAreWrittenWhenNothingIsLoggedFor100Milliseconds) {
+    TRACE_INFO("soon on disk");
+    counter_.AdvanceMilliseconds(200);
+    AwaitPass();
+    EXPECT_EQ(MessagesIn("host.log"), Lines({"info: soon on disk"}));
+}
+
+TEST_F(WriterTest, RecordsStayPendingWhileThereAreCalls) {
+    AwaitPass();
+    TRACE_INFO("first");
+    counter_.AdvanceMilliseconds(-1000000); // the writer always sees a call in its future
+    AwaitPass();
+    EXPECT_EQ(MessagesIn("host.log"), Lines());
+}
+
+TEST_F(WriterTest, RegistryIsNeverReadWithoutAKeyPath) {
+    counter_.AdvanceMilliseconds(1000000);
+    AwaitPass();
+    AwaitPass();
+    EXPECT_EQ(registryReads, 0);
+    EXPECT_EQ(TraceFlags.load(), kTraceDefaultFlags);
+}
+
+TEST_F(WriterTest, RegistryIsNotReadBefore11Seconds) {
+    SetKeyPath();
+    counter_.AdvanceMilliseconds(8000);
+    AwaitPass();
+    EXPECT_EQ(registryReads, 0);
+}
+
+TEST_F(WriterTest, SettingsAreTakenOverAfter11Seconds) {
+    key_.SetDword("flag", 0x10F);
+    key_.SetDword("size", 1);
+    SetKeyPath();
+    counter_.AdvanceMilliseconds(11000);
+    AwaitPass();
+    EXPECT_EQ(registryReads, 1);
+    EXPECT_EQ(TraceFlags.load(), 0x10Fu);
+    AwaitPass();
+    EXPECT_EQ(registryReads, 1); // not again before the next 11 seconds
+    counter_.AdvanceMilliseconds(11000);
+    AwaitPass();
+    EXPECT_EQ(registryReads, 2);
+    TRACE_INFO("rotating");
+    key_.SetDword("flag", kTraceDefaultFlags); // the stop reads it
+    TraceStop();
+    const Lines messages = MessagesIn("host_1.log");
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_NE(messages[0].find("type: 0x10f size: 1 memory: "), std::string::npos) << messages[0];
+    EXPECT_EQ(messages[1], "info: rotating");
+}
+
+TEST_F(WriterTest, MissingKeySwitchesTheTraceOff) {
+    {
+        const TraceLockGuard lock;
+        TraceFlush();
+        traceState.registryKeyPath.Set("Software\\ZeltoTraceTestNowhere");
+    }
+    counter_.AdvanceMilliseconds(11000);
+    AwaitPass();
+    EXPECT_EQ(TraceFlags.load(), 0u);
+    const TraceLockGuard lock;
+    EXPECT_EQ(traceState.sizeLimitMiB, 512u);
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "host.log"));
+}
+
+} // namespace
+} // namespace zelto
