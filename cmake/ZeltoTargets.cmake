@@ -46,7 +46,7 @@ function(zelto_test name)
 
     # Some tests load the real DLL from ../bin: it is up to date whenever a test program is.
     if(WIN32)
-        add_dependencies(${name} ZeltoAuth)
+        add_dependencies(${name} ZeltoAuth ZeltoSession)
     endif()
 
     set(report "${CMAKE_BINARY_DIR}/results/${name}.xml")

@@ -98,7 +98,7 @@ int WINAPI RecordingSend(SOCKET socket, const char* bytes, int length, int flags
 }
 
 TEST(BrowserReaderTest, HeadAndPageGoOutInOneSend) {
-    const HMODULE library = LoadLibraryW(LibraryUnderTest::LibraryPath().c_str());
+    const HMODULE library = LoadBuiltLibrary(LibraryUnderTest::LibraryPath());
     std::string page;
     ASSERT_TRUE(LoadHtmlPage(library, 1004, page));
     const SocketPair pair;

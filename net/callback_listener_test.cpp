@@ -37,7 +37,7 @@ std::string Called(std::uint32_t port, std::uint32_t timeoutMs, HANDLE exitEvent
 // With the real DLL in the process, because the page is one of its resources.
 class CallbackListenerTest : public testing::Test {
 protected:
-    HMODULE library = LoadLibraryW(LibraryUnderTest::LibraryPath().c_str());
+    HMODULE library = LoadBuiltLibrary(LibraryUnderTest::LibraryPath());
     TraceRecording trace;
     KernelHandle exitEvent{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 

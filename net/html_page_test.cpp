@@ -28,7 +28,7 @@ protected:
     HtmlPageTest() { LoadHtmlPage(library, GetParam().id, page); }
     ~HtmlPageTest() override { FreeLibrary(library); }
 
-    HMODULE library = LoadLibraryW(LibraryUnderTest::LibraryPath().c_str());
+    HMODULE library = LoadBuiltLibrary(LibraryUnderTest::LibraryPath());
     std::string page;
 };
 
@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(Pages, HtmlPageTest,
 class LoadHtmlPageTest : public testing::Test {
 protected:
     ~LoadHtmlPageTest() override { FreeLibrary(library); }
-    HMODULE library = LoadLibraryW(LibraryUnderTest::LibraryPath().c_str());
+    HMODULE library = LoadBuiltLibrary(LibraryUnderTest::LibraryPath());
 };
 
 TEST_F(LoadHtmlPageTest, AnswersOneForAPageThatIsThere) {

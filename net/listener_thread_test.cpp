@@ -133,7 +133,7 @@ protected:
         return answer;
     }
 
-    HMODULE library = LoadLibraryW(LibraryUnderTest::LibraryPath().c_str());
+    HMODULE library = LoadBuiltLibrary(LibraryUnderTest::LibraryPath());
     std::uint32_t port = FreePort();
     std::uint32_t timeoutSeconds = 3;
     std::string authId = "untouched";

@@ -92,7 +92,7 @@ TEST(ProcessObjectsTest, TwoCopiesOfTheLibraryHaveEachTheirOwn) {
     std::filesystem::copy_file(LibraryUnderTest::LibraryPath(), copy);
 
     LibraryUnderTest library;
-    const HMODULE second = LoadLibraryW(copy.c_str());
+    const HMODULE second = LoadBuiltLibrary(copy);
     ASSERT_NE(second, nullptr);
     {
         const ImportPatch patch(library.Module(), "SetEvent", RecordSignal);

@@ -26,10 +26,11 @@ SECTION_WRITE = 0x80000000
 CF_INSTRUMENTED = 0x00000100
 CF_FUNCTION_TABLE_PRESENT = 0x00000400
 
-# Windows' own DLLs that the library may stand on. The C runtime comes as API sets.
-WINDOWS_DLLS = {
+# Windows' own DLLs that the library may stand on, and the client's session utility library. The C runtime comes as API
+# sets.
+ALLOWED_DLLS = {
     "advapi32.dll", "bcrypt.dll", "crypt32.dll", "dbghelp.dll", "kernel32.dll", "msi.dll", "shell32.dll",
-    "user32.dll", "winhttp.dll", "wininet.dll", "ws2_32.dll",
+    "user32.dll", "winhttp.dll", "wininet.dll", "ws2_32.dll", "zeltosession.dll",
 }
 
 
@@ -77,9 +78,9 @@ class Products(unittest.TestCase):
             both = section.Characteristics & SECTION_EXECUTE and section.Characteristics & SECTION_WRITE
             self.assertFalse(both, section.Name)
 
-    def test_imports_name_windows_dlls_only(self):
+    def test_imports_name_known_dlls_only(self):
         names = {entry.dll.decode().lower() for entry in self.image.DIRECTORY_ENTRY_IMPORT}
-        foreign = {name for name in names if name not in WINDOWS_DLLS and not name.startswith("api-ms-win-crt-")}
+        foreign = {name for name in names if name not in ALLOWED_DLLS and not name.startswith("api-ms-win-crt-")}
         self.assertEqual(foreign, set())
 
     def test_exports_are_those_of_the_def_file(self):
@@ -113,6 +114,12 @@ class Products(unittest.TestCase):
         guid = struct.pack("<IHH", codeview[0].Signature_Data1, codeview[0].Signature_Data2,
                            codeview[0].Signature_Data3)
         self.assertIn(guid, pdb, "the PDB carries another build's signature")
+
+    def test_the_session_library_or_its_stand_in_lies_beside(self):
+        image = pefile.PE(str(self.bin / "ZeltoSession.dll"))
+        self.assertEqual(image.FILE_HEADER.Machine, MACHINES[OPTIONS.machine])
+        self.assertEqual({symbol.name.decode() for symbol in image.DIRECTORY_ENTRY_EXPORT.symbols},
+                         {"CreateProcessInSessionEx", "SelectCurrentActiveTSSession"})
 
     def test_the_import_library_lies_beside(self):
         libraries = [path for path in self.bin.iterdir() if path.suffix in (".a", ".lib")]

@@ -30,7 +30,11 @@ Function Export(HMODULE module, const char* name) {
 
 } // namespace
 
-LibraryUnderTest::LibraryUnderTest() : module_(LoadLibraryW(LibraryPath().c_str())) {
+HMODULE LoadBuiltLibrary(const std::filesystem::path& library) {
+    return LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+LibraryUnderTest::LibraryUnderTest() : module_(LoadBuiltLibrary(LibraryPath())) {
     if (module_ == nullptr) {
         throw std::runtime_error("cannot load " + LibraryPath().string() + ", error " +
                                  std::to_string(GetLastError()));

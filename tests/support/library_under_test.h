@@ -35,6 +35,9 @@ private:
     HMODULE module_;
 };
 
+// Loads a built DLL by its full path, and what it imports from its own folder. Null on failure.
+HMODULE LoadBuiltLibrary(const std::filesystem::path& library);
+
 // True while a module named ZeltoAuth.dll is mapped in this process.
 bool LibraryIsLoaded();
 

@@ -67,7 +67,7 @@ int main(int count, char** arguments) {
     if (count != 3) {
         return 1;
     }
-    const HMODULE library = LoadLibraryA(arguments[1]);
+    const HMODULE library = LoadLibraryExA(arguments[1], nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (library == nullptr) {
         return 2;
     }

@@ -1,0 +1,259 @@
+// The stand-in for the session utility library, as the built DLL.
+
+#include "session/session_library.h"
+
+#include "auth/kernel_handle.h"
+#include "tests/support/import_patch.h"
+#include "tests/support/library_under_test.h"
+#include "tests/support/process_counts.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <userenv.h>
+#include <vector>
+#include <wtsapi32.h>
+
+namespace zelto::test {
+namespace {
+
+constexpr DWORD kOtherSession = 77;
+
+DWORD OwnSession() {
+    DWORD session = 0;
+    ProcessIdToSessionId(GetCurrentProcessId(), &session);
+    return session;
+}
+
+std::wstring CommandProcessor() {
+    wchar_t folder[MAX_PATH] = {};
+    GetSystemDirectoryW(folder, MAX_PATH);
+    return std::wstring(folder) + L"\\cmd.exe";
+}
+
+DWORD ExitCode(HANDLE process) {
+    DWORD code = STILL_ACTIVE;
+    EXPECT_EQ(WaitForSingleObject(process, 60'000), WAIT_OBJECT_0);
+    EXPECT_TRUE(GetExitCodeProcess(process, &code));
+    return code;
+}
+
+// What CreateProcessAsUserW was given.
+struct UserStart {
+    HANDLE token = nullptr;
+    std::wstring application;
+    BOOL inheritHandles = FALSE;
+    DWORD flags = 0;
+    void* environment = nullptr;
+    bool hasCurrentDirectory = false;
+    std::wstring desktop;
+};
+
+class SessionLibraryTest : public ::testing::Test {
+protected:
+    SessionLibraryTest()
+        : module_(
+              LoadLibraryW(LibraryUnderTest::LibraryPath().replace_filename(L"ZeltoSession.dll").c_str())) {
+        createProcess_ = Export<decltype(&CreateProcessInSessionEx)>("CreateProcessInSessionEx");
+        selectSession_ = Export<decltype(&SelectCurrentActiveTSSession)>("SelectCurrentActiveTSSession");
+        queriedSession = 0;
+        userStart = {};
+    }
+    ~SessionLibraryTest() override {
+        patches_.clear();
+        FreeLibrary(module_);
+    }
+
+    template <class Function>
+    Function Export(const char* name) {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+    }
+
+    template <class Function>
+    void Patch(const char* function, Function* replacement) {
+        patches_.push_back(std::make_unique<ImportPatch>(module_, function, replacement));
+    }
+
+    // A start of "cmd /c exit 7" with the arguments that the library gives.
+    int Start(DWORD session, DWORD* processId, HANDLE* process) {
+        std::wstring commandLine = L"cmd /c exit 7";
+        return createProcess_(session, CommandProcessor().c_str(), commandLine.data(), 1, 0, nullptr,
+                              processId, process);
+    }
+
+    static BOOL WINAPI GiveOwnToken(ULONG session, HANDLE* token) {
+        queriedSession = session;
+        return OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, token);
+    }
+    static BOOL WINAPI GiveNoToken(ULONG, HANDLE*) {
+        SetLastError(ERROR_NO_TOKEN);
+        return FALSE;
+    }
+    static BOOL WINAPI BuildNoEnvironment(void**, HANDLE, BOOL) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+    // Starts as the caller what was to be started as the user.
+    static BOOL WINAPI StartInstead(HANDLE token, LPCWSTR application, LPWSTR commandLine,
+                                    LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL inheritHandles,
+                                    DWORD flags, LPVOID environment, LPCWSTR directory,
+                                    LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
+        userStart = {token,       application,          inheritHandles,    flags,
+                     environment, directory != nullptr, startup->lpDesktop};
+        return CreateProcessW(application, commandLine, nullptr, nullptr, inheritHandles, flags, environment,
+                              directory, startup, started);
+    }
+    static BOOL WINAPI StartNothing(HANDLE, LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES,
+                                    BOOL, DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION) {
+        SetLastError(ERROR_ELEVATION_REQUIRED);
+        return FALSE;
+    }
+
+    static ULONG queriedSession;
+    static UserStart userStart;
+    HMODULE module_;
+    decltype(&CreateProcessInSessionEx) createProcess_;
+    decltype(&SelectCurrentActiveTSSession) selectSession_;
+
+private:
+    std::vector<std::unique_ptr<ImportPatch>> patches_;
+};
+
+ULONG SessionLibraryTest::queriedSession;
+UserStart SessionLibraryTest::userStart;
+
+TEST_F(SessionLibraryTest, TheOnlySessionIsTheActiveOne) {
+    EXPECT_EQ(selectSession_(), OwnSession());
+}
+
+BOOL WINAPI ListTwoSessions(HANDLE, DWORD, DWORD, WTS_SESSION_INFOW** list, DWORD* count) {
+    static WTS_SESSION_INFOW sessions[2] = {};
+    sessions[0].SessionId = 0;
+    sessions[0].State = WTSDisconnected;
+    sessions[1].SessionId = kOtherSession;
+    sessions[1].State = WTSActive;
+    *list = sessions;
+    *count = 2;
+    return TRUE;
+}
+
+void WINAPI FreeNothing(void*) {}
+
+TEST_F(SessionLibraryTest, ASessionInUseElsewhereIsTheActiveOne) {
+    Patch("WTSEnumerateSessionsW", &ListTwoSessions);
+    Patch("WTSFreeMemory", &FreeNothing);
+    EXPECT_EQ(selectSession_(), kOtherSession);
+}
+
+TEST_F(SessionLibraryTest, InTheOwnSessionTheProgramIsStartedAsTheCaller) {
+    Patch("WTSQueryUserToken", &GiveNoToken); // and nobody asks for one
+    DWORD processId = 0;
+    HANDLE process = nullptr;
+    ASSERT_EQ(Start(OwnSession(), &processId, &process), 0);
+    const KernelHandle owned(process);
+    EXPECT_EQ(processId, GetProcessId(process));
+    EXPECT_EQ(ExitCode(process), 7u);
+}
+
+TEST_F(SessionLibraryTest, InAnotherSessionTheProgramIsStartedAsItsUser) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartInstead);
+    DWORD processId = 0;
+    HANDLE process = nullptr;
+    ASSERT_EQ(Start(kOtherSession, &processId, &process), 0);
+    const KernelHandle owned(process);
+    EXPECT_EQ(queriedSession, kOtherSession);
+    EXPECT_EQ(userStart.application, CommandProcessor());
+    EXPECT_NE(userStart.token, nullptr);
+    EXPECT_TRUE(userStart.inheritHandles);
+    EXPECT_EQ(userStart.flags, static_cast<DWORD>(CREATE_UNICODE_ENVIRONMENT));
+    EXPECT_NE(userStart.environment, nullptr);
+    EXPECT_FALSE(userStart.hasCurrentDirectory);
+    EXPECT_EQ(userStart.desktop, L"winsta0\\default");
+    EXPECT_EQ(processId, GetProcessId(process));
+    EXPECT_EQ(ExitCode(process), 7u);
+}
+
+TEST_F(SessionLibraryTest, NobodyIsSignedInThere) {
+    Patch("WTSQueryUserToken", &GiveNoToken);
+    HANDLE process = GetCurrentProcess();
+    EXPECT_EQ(Start(kOtherSession, nullptr, &process), ZELTO_SESSION_E_NO_USER);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_TOKEN));
+    EXPECT_EQ(process, nullptr);
+}
+
+TEST_F(SessionLibraryTest, TheEnvironmentCannotBeBuilt) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateEnvironmentBlock", &BuildNoEnvironment);
+    HANDLE process = nullptr;
+    EXPECT_EQ(Start(kOtherSession, nullptr, &process), ZELTO_SESSION_E_ENVIRONMENT);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
+    EXPECT_EQ(process, nullptr);
+}
+
+TEST_F(SessionLibraryTest, TheProgramCannotBeStartedAsTheUser) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartNothing);
+    HANDLE process = nullptr;
+    EXPECT_EQ(Start(kOtherSession, nullptr, &process), ZELTO_SESSION_E_PROCESS);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ELEVATION_REQUIRED));
+    EXPECT_EQ(process, nullptr);
+}
+
+TEST_F(SessionLibraryTest, TheProgramIsNotThere) {
+    std::wstring commandLine = L"x";
+    HANDLE process = nullptr;
+    EXPECT_EQ(createProcess_(OwnSession(), L"C:\\no such folder\\no.exe", commandLine.data(), 1, 0, nullptr,
+                             nullptr, &process),
+              ZELTO_SESSION_E_PROCESS);
+    EXPECT_EQ(process, nullptr);
+}
+
+TEST_F(SessionLibraryTest, NoSessionIsNoTarget) {
+    HANDLE process = nullptr;
+    EXPECT_EQ(Start(ZELTO_NO_SESSION, nullptr, &process), ZELTO_SESSION_E_ARGUMENT);
+    EXPECT_EQ(process, nullptr);
+}
+
+TEST_F(SessionLibraryTest, NeitherApplicationNorCommandLine) {
+    EXPECT_EQ(createProcess_(OwnSession(), nullptr, nullptr, 1, 0, nullptr, nullptr, nullptr),
+              ZELTO_SESSION_E_ARGUMENT);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+}
+
+TEST_F(SessionLibraryTest, TheCommandLineAloneNamesTheProgram) {
+    std::wstring commandLine = L"\"" + CommandProcessor() + L"\" /c exit 9";
+    HANDLE process = nullptr;
+    ASSERT_EQ(createProcess_(OwnSession(), nullptr, commandLine.data(), 1, 0, nullptr, nullptr, &process), 0);
+    EXPECT_EQ(ExitCode(KernelHandle(process).get()), 9u);
+}
+
+TEST_F(SessionLibraryTest, NoHandleIsLeftWhateverTheOutcome) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    const auto round = [&] {
+        HANDLE process = nullptr;
+        {
+            const ImportPatch start(module_, "CreateProcessAsUserW", &StartInstead);
+            ASSERT_EQ(Start(kOtherSession, nullptr, &process), 0);
+            ExitCode(process);
+            CloseHandle(process);
+            ASSERT_EQ(Start(OwnSession(), nullptr, nullptr), 0);
+        }
+        {
+            const ImportPatch start(module_, "CreateProcessAsUserW", &StartNothing);
+            Start(kOtherSession, nullptr, &process);
+        }
+        const ImportPatch environment(module_, "CreateEnvironmentBlock", &BuildNoEnvironment);
+        Start(kOtherSession, nullptr, &process);
+    };
+    round();
+    const std::size_t before = CountHandles();
+    for (int i = 0; i < 5; ++i) {
+        round();
+    }
+    EXPECT_LE(CountHandles(), before + 1);
+}
+
+} // namespace
+} // namespace zelto::test
