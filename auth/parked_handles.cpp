@@ -50,6 +50,9 @@ bool IsParkedPair(const wchar_t* name, unsigned length) noexcept {
 } // namespace
 
 void ParkHandles(const HandlePair& handles) noexcept {
+    if (handles[0] == nullptr || handles[1] == nullptr) {
+        return;
+    }
     wchar_t name[kNameLength + 1];
     wchar_t* out = name;
     for (std::size_t i = 0; i < kPrefixLength; ++i) {

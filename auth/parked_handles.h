@@ -11,7 +11,8 @@ namespace zelto {
 
 using HandlePair = HANDLE[2];
 
-// Parks `handles`. Without memory for the atoms they stay open and are not found again.
+// Parks `handles`. Without memory for the atoms they stay open and are not found again. Half a pair, made when
+// the system had no memory, is not handed on: the next load tries again.
 void ParkHandles(const HandlePair& handles) noexcept;
 
 // Takes a parked pair out of the store. False, and `handles` unchanged, when none is parked.

@@ -26,6 +26,13 @@ TEST(ParkedHandlesTest, AParkedPairIsTakenOnce) {
     EXPECT_FALSE(TakeParkedHandles(pair));
 }
 
+TEST(ParkedHandlesTest, HalfAPairIsNotHandedOn) {
+    ParkHandles({nullptr, Fake(8)});
+    ParkHandles({Fake(4), nullptr});
+    HandlePair pair = {};
+    EXPECT_FALSE(TakeParkedHandles(pair));
+}
+
 TEST(ParkedHandlesTest, EveryParkedPairIsFound) {
     for (std::uint64_t i = 1; i <= 50; ++i) {
         ParkHandles({Fake(i), Fake(100 + i)});

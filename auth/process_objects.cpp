@@ -31,10 +31,7 @@ HANDLE StopEvent() noexcept {
 }
 
 void LeaveProcessObjects() noexcept {
-    // Half a pair, made when the system had no memory, is not handed on: the next load tries again.
-    if (processObjects.moduleLock != nullptr && processObjects.stopEvent != nullptr) {
-        ParkHandles({processObjects.moduleLock, processObjects.stopEvent});
-    }
+    ParkHandles({processObjects.moduleLock, processObjects.stopEvent});
 }
 
 } // namespace zelto

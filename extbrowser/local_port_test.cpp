@@ -1,5 +1,6 @@
 #include "extbrowser/local_port.h"
 
+#include "net/winsock_balance.h"
 #include "tests/support/import_patch.h"
 #include "tests/support/process_counts.h"
 #include "tests/support/scripted_browser.h"
@@ -14,26 +15,6 @@ namespace zelto {
 namespace {
 
 using test::ImportPatch;
-
-int startups; // WSAStartup calls that succeeded, less WSACleanup calls
-
-// The replacements are in the module whose imports are replaced, so they find the real functions another way.
-template <class Function>
-Function* RealWinsock(const char* name) {
-    const FARPROC address = GetProcAddress(GetModuleHandleW(L"ws2_32.dll"), name);
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(address));
-}
-
-int WSAAPI CountedStartup(WORD version, LPWSADATA data) {
-    const int error = RealWinsock<decltype(WSAStartup)>("WSAStartup")(version, data);
-    startups += error == 0 ? 1 : 0;
-    return error;
-}
-
-int WSAAPI CountedCleanup() {
-    --startups;
-    return RealWinsock<decltype(WSACleanup)>("WSACleanup")();
-}
 
 int WSAAPI StartupFails(WORD, LPWSADATA) {
     return WSASYSNOTREADY;
@@ -54,13 +35,10 @@ int WSAAPI BindFails(SOCKET, const sockaddr*, int) {
 // Each test has a trace log of its own, and Winsock balanced behind it.
 class LocalPortTest : public ::testing::Test {
 protected:
-    LocalPortTest() {
-        startups = 0;
-        TraceStart(folder_.NarrowWithBackslash().c_str(), "local_port.log");
-    }
+    LocalPortTest() { TraceStart(folder_.NarrowWithBackslash().c_str(), "local_port.log"); }
     ~LocalPortTest() override {
         TraceOnProcessDetach(false);
-        EXPECT_EQ(startups, 0);
+        EXPECT_EQ(balance_.Held(), 0);
     }
 
     std::vector<std::string> Log() {
@@ -75,8 +53,7 @@ protected:
 
     test::TempFolder folder_;
     const test::TakenPort taken_; // keeps Winsock started, too
-    ImportPatch startup_{GetModuleHandleW(nullptr), "WSAStartup", &CountedStartup};
-    ImportPatch cleanup_{GetModuleHandleW(nullptr), "WSACleanup", &CountedCleanup};
+    const test::WinsockBalance balance_;
 };
 
 TEST_F(LocalPortTest, AFreePortIsUsableMoreThanOnce) {

@@ -305,6 +305,35 @@ TEST_F(ListenerThreadTest, AnAcceptThatFailsEndsIt) {
                 ElementsAre("error: Cant accept connection request browser. Lasterror=10024"));
 }
 
+std::atomic<int> acceptCalls;
+SOCKET(WINAPI* originalAccept)(SOCKET, sockaddr*, int*);
+
+// The first browser has gone again.
+SOCKET WINAPI AcceptAfterAFalseEvent(SOCKET listening, sockaddr* address, int* length) {
+    if (acceptCalls++ > 0) {
+        return originalAccept(listening, address, length);
+    }
+    const SOCKET pending = originalAccept(listening, address, length);
+    EXPECT_NE(pending, INVALID_SOCKET);
+    closesocket(pending);
+    WSASetLastError(WSAEWOULDBLOCK);
+    return INVALID_SOCKET;
+}
+
+TEST_F(ListenerThreadTest, AFalseAcceptEventIsWaitedOut) {
+    acceptCalls = 0;
+    const ImportPatch patch(ThisProgram(), "accept", AcceptAfterAFalseEvent);
+    originalAccept = patch.Original<SOCKET WINAPI(SOCKET, sockaddr*, int*)>();
+    TraceRecording trace;
+    Start();
+    EXPECT_EQ(RequestOnce(static_cast<std::uint16_t>(port), "one"), "");
+    ScriptedConnection second(static_cast<std::uint16_t>(port));
+    second.Send("GET /?id=two HTTP/1.1\r\n\r\n");
+    Join();
+    EXPECT_EQ(authId, "two");
+    EXPECT_EQ(trace.Take().at(1), "info: False event signaled. Continue waiting...");
+}
+
 TEST_F(ListenerThreadTest, AWaitThatFailsEndsIt) {
     const ImportPatch patch(
         ThisProgram(), "WaitForMultipleObjects",

@@ -3,6 +3,9 @@
 #include "tests/support/import_patch.h"
 #include "trace/trace_state.h"
 
+#include <cerrno>
+#include <cstring>
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace zelto {
@@ -104,6 +107,22 @@ TEST_F(ClockTest, CoarseClockServesWhereThereIsNoPreciseOne) {
     EXPECT_GE(CurrentRecordTime().year, 2024);
     LookUpClock();
     EXPECT_NE(traceState.readClock, &GetSystemTimeAsFileTime);
+}
+
+errno_t NoLocalTime(std::tm* local, const __time64_t*) {
+    std::memset(local, 0xCC, sizeof(*local));
+    return EINVAL;
+}
+
+TEST_F(ClockTest, TimeThatTheRuntimeCannotSplitHasEmptyFields) {
+    const test::ImportPatch patch(OwnModule(), "_localtime64_s", &NoLocalTime);
+    const RecordTime now = CurrentRecordTime();
+    EXPECT_EQ(now.year, 1900);
+    EXPECT_EQ(now.month, 1);
+    EXPECT_EQ(now.day, 0);
+    EXPECT_EQ(now.hour, 0);
+    EXPECT_EQ(now.minute, 0);
+    EXPECT_EQ(now.second, 0);
 }
 
 TEST_F(ClockTest, StandardZoneNameIsReadAndTerminated) {

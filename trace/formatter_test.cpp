@@ -47,6 +47,11 @@ TEST(FormatterTest, UnsignedDecimal) {
     EXPECT_EQ(Format("%llu", ULLONG_MAX), "18446744073709551615");
 }
 
+TEST(FormatterTest, CharacterZeroIsOneCharacter) {
+    EXPECT_EQ(Format("[%c]", 0), std::string("[\0]", 3));
+    EXPECT_EQ(Format("[%3c]", 0), std::string("[  \0]", 5));
+}
+
 TEST(FormatterTest, WidthFillsOnTheLeft) {
     EXPECT_EQ(Format("[%5d]", 42), "[   42]");
     EXPECT_EQ(Format("[%5d]", -42), "[  -42]");

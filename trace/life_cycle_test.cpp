@@ -100,6 +100,14 @@ TEST_F(LifeCycleTest, FolderWithoutBackslashStartsNothing) {
     EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
 }
 
+TEST_F(LifeCycleTest, FolderThatIsCutAt260CharactersStartsNothing) {
+    SetLastError(0);
+    TraceStart((narrow_ + std::string(300, 'x') + "\\").c_str(), "host.log");
+    EXPECT_EQ(GetLastError(), 21u);
+    EXPECT_EQ(traceState.initialised, 0u);
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+}
+
 TEST_F(LifeCycleTest, SecondStartIsTurnedAway) {
     const test::TempFolder other;
     TraceStart(narrow_.c_str(), "host.log");
@@ -210,6 +218,78 @@ TEST_F(LifeCycleTest, WriterThatNeverBeganLeavesNoHandle) {
         CloseStreams();
     }
     EXPECT_LT(test::CountHandles(), before + kRounds / 2);
+}
+
+HANDLE WINAPI NoEvent(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCSTR) {
+    return nullptr;
+}
+
+BOOL WINAPI NoDuplicate(HANDLE, HANDLE, HANDLE, LPHANDLE, DWORD, BOOL, DWORD) {
+    return FALSE;
+}
+
+PTP_WORK WINAPI NoWork(PTP_WORK_CALLBACK, PVOID, PTP_CALLBACK_ENVIRON) {
+    return nullptr;
+}
+
+// The trace without its writer: records are written when there are enough of them, and by the stop.
+class WithoutWriterTest : public LifeCycleTest {
+protected:
+    template <class Function>
+    void ExpectItServes(const char* import, Function* replacement) {
+        const test::ImportPatch patch(OwnModule(), import, replacement);
+        StartLogStop(); // opens what the system keeps
+        const std::size_t before = test::CountHandles();
+        for (int round = 0; round < 5; ++round) {
+            StartLogStop();
+        }
+        EXPECT_EQ(test::CountHandles(), before);
+        EXPECT_EQ(test::Messages(test::ReadTraceLines(folder_.Path() / "host.log")),
+                  Lines(6, "info: without a writer"));
+    }
+
+private:
+    void StartLogStop() {
+        TraceStart(narrow_.c_str(), "host.log");
+        TRACE_INFO("without a writer");
+        TraceStop();
+        CloseStreams();
+    }
+};
+
+TEST_F(WithoutWriterTest, NoStopEvent) {
+    ExpectItServes("CreateEventA", &NoEvent);
+}
+
+TEST_F(WithoutWriterTest, NoSecondHandleToTheStopEvent) {
+    ExpectItServes("DuplicateHandle", &NoDuplicate);
+}
+
+TEST_F(WithoutWriterTest, NoWorkItem) {
+    ExpectItServes("CreateThreadpoolWork", &NoWork);
+}
+
+std::filesystem::path watchedLog;
+std::string writtenBeforeStopRecord;
+errno_t (*splitLocalTime)(std::tm*, const __time64_t*);
+errno_t ReadLogThenLocalTime(std::tm* local, const __time64_t* seconds) {
+    writtenBeforeStopRecord = test::ReadBytes(watchedLog);
+    return splitLocalTime(local, seconds);
+}
+
+// The stop record's local time needs a lock of the CRT that an ended thread may have taken with it.
+TEST_F(LifeCycleTest, ProcessEndWritesWhatIsPendingBeforeItsOwnRecord) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TRACE_INFO("last words");
+    watchedLog = folder_.Path() / "host.log";
+    writtenBeforeStopRecord.clear();
+    {
+        const test::ImportPatch patch(OwnModule(), "_localtime64_s", &ReadLogThenLocalTime);
+        splitLocalTime = patch.Original<errno_t(std::tm*, const __time64_t*)>();
+        TraceStopAtProcessEnd();
+    }
+    EXPECT_NE(writtenBeforeStopRecord.find("last words\r\n"), std::string::npos) << writtenBeforeStopRecord;
+    traceState.initialised = 1; // the writer still runs here: end it as an unload does
 }
 
 TEST_F(LifeCycleTest, ProcessEndWritesAndClosesWhatItCan) {

@@ -138,6 +138,33 @@ TEST_F(RotationTest, WithoutFileOutputTheNextFileIsDeletedButNotOpened) {
     EXPECT_FALSE(std::filesystem::exists(File("host_2.log")));
 }
 
+std::FILE* OpenNothing(const char*, const char*, int) {
+    return nullptr;
+}
+
+TEST_F(RotationTest, WhatIsLoggedWhileTheNextFileCannotBeOpenedIsLost) {
+    Limit(1);
+    {
+        const test::ImportPatch patch(OwnModule(), "_fsopen", &OpenNothing);
+        Fill(kMiB - 200'000); // nothing is open: what is pending is dropped, and no size adds up
+        EXPECT_EQ(MainName(), "host_1.log");
+    }
+    Fill(kMiB - 200'000);
+    EXPECT_EQ(MainName(), "host_1.log");
+    {
+        const test::ImportPatch patch(OwnModule(), "_fsopen", &OpenNothing);
+        Fill(250'000); // the first of it still fits, rotates, and finds no file
+        EXPECT_EQ(MainName(), "host_2.log");
+        const TraceLockGuard lock;
+        EXPECT_EQ(traceState.mainLog.file, nullptr);
+        EXPECT_EQ(traceState.mainLog.size, 0u);
+        EXPECT_EQ(traceState.pendingUsed, 0u);
+    }
+    TRACE_INFO("goes on");
+    Flush();
+    EXPECT_THAT(MessagesIn("host_2.log"), testing::ElementsAre("info: goes on")); // opened late: no header
+}
+
 TEST_F(RotationTest, NoLimitNoRotation) {
     Fill(3 * kMiB);
     EXPECT_EQ(MainName(), "host.log");

@@ -4,6 +4,7 @@
 #include "trace/running_trace.h"
 #include "trace/test_key.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <regex>
@@ -146,6 +147,22 @@ TEST_F(SettingsTest, RingComesAndGoesWithItsFlag) {
     Apply(kTraceDefaultFlags, 1);
     const TraceLockGuard lock;
     EXPECT_EQ(traceState.ring, nullptr);
+}
+
+decltype(&std::malloc) allocate;
+void* AllocateNoRing(std::size_t size) {
+    return size == sizeof(MemoryRing) ? nullptr : allocate(size);
+}
+
+TEST_F(SettingsTest, WithoutMemoryForTheRingTheRestGoesOn) {
+    const test::ImportPatch patch(OwnModule(), "malloc", &AllocateNoRing);
+    allocate = patch.Original<void*(std::size_t)>();
+    Apply(kTraceDefaultFlags | kTraceMemoryRing, 0);
+    EXPECT_EQ(traceState.ring, nullptr);
+    TRACE_INFO("in the file");
+    Stop();
+    EXPECT_THAT(MessagesIn("host.log"),
+                ElementsAre(testing::HasSubstr(" memory: 0x0000000000000000"), "info: in the file"));
 }
 
 TEST_F(SettingsTest, StopFreesTheRing) {

@@ -7,13 +7,14 @@
 namespace zelto {
 namespace {
 
+std::atomic<std::int64_t> frozen{0}; // what every reading gives, when it is not 0
 std::atomic<std::int64_t> shift{0};
 std::atomic<int> readings{0};
 HANDLE wasRead; // auto-reset event
 decltype(&QueryPerformanceCounter) readCounter;
 BOOL WINAPI ReadShifted(LARGE_INTEGER* counter) {
     readCounter(counter);
-    counter->QuadPart += shift;
+    counter->QuadPart = frozen != 0 ? frozen.load() : counter->QuadPart + shift;
     ++readings;
     SetEvent(wasRead);
     return TRUE;
@@ -29,9 +30,18 @@ public:
         wasRead = CreateEventA(nullptr, FALSE, FALSE, nullptr);
         QueryPerformanceFrequency(&frequency_);
         shift = 0;
+        frozen = 0;
         readings = 0;
     }
     ~ShiftedCounter() { CloseHandle(wasRead); }
+
+    // From now on the counter stands still, at this many units of its frequency after its present value.
+    std::int64_t FreezeAfter(std::int64_t units) {
+        LARGE_INTEGER now;
+        readCounter(&now);
+        return frozen = now.QuadPart + shift + units;
+    }
+    std::int64_t Frequency() const { return frequency_.QuadPart; }
 
     void AdvanceMilliseconds(std::int64_t milliseconds) {
         shift += milliseconds * frequency_.QuadPart / 1000;
@@ -102,6 +112,32 @@ TEST_F(WriterTest, RecordsStayPendingWhileThereAreCalls) {
     counter_.AdvanceMilliseconds(-1000000); // the writer always sees a call in its future
     AwaitPass();
     EXPECT_EQ(MessagesIn("host.log"), Lines());
+}
+
+TEST_F(WriterTest, RecordsStayPendingUntilMoreThan100WholeMillisecondsHavePassed) {
+    const std::int64_t call = counter_.FreezeAfter(0);
+    TRACE_INFO("soon on disk");
+    frozen = call + counter_.Frequency() * 101 / 1000 - 1; // 100 whole milliseconds
+    AwaitPass();
+    EXPECT_EQ(MessagesIn("host.log"), Lines());
+    frozen = call + (counter_.Frequency() * 101 + 999) / 1000;
+    AwaitPass();
+    EXPECT_EQ(MessagesIn("host.log"), Lines({"info: soon on disk"}));
+}
+
+TEST_F(WriterTest, RegistryIsReadAfterExactly11Seconds) {
+    key_.SetDword("flag", kTraceDefaultFlags);
+    key_.SetDword("size", 0);
+    SetKeyPath();
+    const std::int64_t known = counter_.FreezeAfter(counter_.Frequency() * 1000);
+    AwaitPass(); // the settings are read now, at a moment that is known
+    EXPECT_EQ(registryReads, 1);
+    frozen = known + counter_.Frequency() * 11 - 1;
+    AwaitPass();
+    EXPECT_EQ(registryReads, 1);
+    frozen = known + counter_.Frequency() * 11;
+    AwaitPass();
+    EXPECT_EQ(registryReads, 2);
 }
 
 TEST_F(WriterTest, RegistryIsNeverReadWithoutAKeyPath) {

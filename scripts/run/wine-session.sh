@@ -24,21 +24,22 @@ set_wine_environment() {
     fi
 }
 
-# Starts server and services for the prefix unless they run. The server holds a lock for as long as it lives; whoever
-# else starts a program meanwhile waits until all is up.
+# Starts server and services for the prefix unless they run. The server holds the lock "alive" for as long as it lives.
+# Whoever starts it holds "starting" until the services are up as well, and everybody else waits for that: a program
+# that came between server and services would start them itself.
 ensure_wine_session() {
     local starting alive
-    exec {alive}>>"$WINEPREFIX/.zelto-alive"
+    exec {starting}>>"$WINEPREFIX/.zelto-starting" {alive}>>"$WINEPREFIX/.zelto-alive"
+    flock --shared "$starting"
     if flock --nonblock --shared "$alive"; then
         flock --unlock "$alive"
-        exec {starting}>>"$WINEPREFIX/.zelto-starting"
+        flock --unlock "$starting"
         flock "$starting"
         if flock --nonblock "$alive"; then
             start_wine_session {starting}>&- </dev/null >/dev/null 2>&1 || true
         fi
-        exec {starting}>&-
     fi
-    exec {alive}>&-
+    exec {starting}>&- {alive}>&-
 }
 
 # Starts the server, and the services by way of a program that does nothing.

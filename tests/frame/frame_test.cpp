@@ -29,6 +29,19 @@ bool IsSignalled(HANDLE event) {
     return WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
 }
 
+BOOL WINAPI RecordWithoutSignal(HANDLE event) {
+    signalled = event;
+    return TRUE;
+}
+
+// The first test of this program: no earlier load has left its objects behind.
+TEST(FreshProcessTest, TheStopEventIsNotSignalled) {
+    LibraryUnderTest library;
+    const ImportPatch patch(library.Module(), "SetEvent", RecordWithoutSignal);
+    ASSERT_NE(library.StopRunningZeltoAuth(), 0);
+    EXPECT_EQ(WaitForSingleObject(signalled, 0), DWORD{WAIT_TIMEOUT});
+}
+
 TEST(StopRunningZeltoAuthTest, AnswersNonZeroWhenNothingRuns) {
     LibraryUnderTest library;
     EXPECT_NE(library.StopRunningZeltoAuth(), 0);

@@ -83,6 +83,12 @@ class Products(unittest.TestCase):
         foreign = {name for name in names if name not in ALLOWED_DLLS and not name.startswith("api-ms-win-crt-")}
         self.assertEqual(foreign, set())
 
+    def test_no_callback_is_left_with_the_system_for_the_end_of_a_thread(self):
+        # A thread that ends after the library is unloaded would run it.
+        imported = {symbol.name.decode() for entry in self.image.DIRECTORY_ENTRY_IMPORT for symbol in entry.imports
+                    if symbol.name}
+        self.assertEqual({name for name in imported if name.startswith("Fls")}, set())
+
     def test_exports_are_those_of_the_def_file(self):
         exported = {symbol.name.decode() for symbol in self.image.DIRECTORY_ENTRY_EXPORT.symbols}
         self.assertEqual(exported, exports_of_def(pathlib.Path(OPTIONS.definition)))

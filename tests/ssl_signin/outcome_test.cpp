@@ -72,5 +72,16 @@ TEST_F(SslSignInOutcomeTest, AnExitEventThatIsNoHandle) {
     EXPECT_EQ(Errors().back(), "error: Could not determine error code 1.");
 }
 
+// The pseudo handles of process and thread would wait for the host itself.
+TEST_F(SslSignInOutcomeTest, AnExitEventThatIsAPseudoHandle) {
+    const HANDLE event = exitEvent_;
+    for (const HANDLE pseudo : {GetCurrentProcess(), GetCurrentThread()}) {
+        exitEvent_ = pseudo;
+        EXPECT_EQ(SignIn(), kFailed);
+    }
+    exitEvent_ = event;
+    EXPECT_EQ(Errors().back(), "error: Could not determine error code 1.");
+}
+
 } // namespace
 } // namespace zelto::test
