@@ -92,6 +92,30 @@ int32_t StopRunningZeltoAuth(void);
 uint32_t GetSslSamlDataExternalBrowser(const wchar_t* gateway, uint32_t maximumTimeoutSeconds,
                                        char* outputBuffer, uint32_t outputBufferSize, void* exitEvent);
 
+/*
+ * Deletes all cookies of the calling user from the system's URL cache (WinINet): those of every site, whichever
+ * program set them. Entries of other kinds stay.
+ *
+ *   0   every cookie that was found is deleted, also when there was none.
+ *   1   at least one could not be deleted; the others are. Call again later.
+ *
+ * Takes as long as the cache is large. Writes nothing to the log.
+ */
+uint32_t ClearCookies(void);
+
+/*
+ * Removes what sign-ins in the embedded browser leave behind: the cookies, as ClearCookies does, and the embedded
+ * browser's folder with everything in it. That is "%localappdata%\ZeltoClient\SamlAuth\" in a user's session and
+ * "SamlAuth\" beside the executable in session 0. A path of 260 characters or more is left alone.
+ *
+ * Always returns 0, also when something could not be deleted: it is then left as it is. Files that a browser still
+ * holds open are tried again for 15 seconds.
+ *
+ * Blocks its caller for about 15 seconds, whatever there is to delete; for less only when a file, not a folder, has
+ * the folder's name. Writes nothing to the log.
+ */
+uint32_t SamlAuthClearCookies(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -42,6 +42,8 @@ LibraryUnderTest::LibraryUnderTest() : module_(LoadBuiltLibrary(LibraryPath())) 
     StopRunningZeltoAuth = Export<decltype(StopRunningZeltoAuth)>(module_, "StopRunningZeltoAuth");
     GetSslSamlDataExternalBrowser =
         Export<decltype(GetSslSamlDataExternalBrowser)>(module_, "GetSslSamlDataExternalBrowser");
+    ClearCookies = Export<decltype(ClearCookies)>(module_, "ClearCookies");
+    SamlAuthClearCookies = Export<decltype(SamlAuthClearCookies)>(module_, "SamlAuthClearCookies");
 }
 
 LibraryUnderTest::~LibraryUnderTest() {

@@ -30,6 +30,8 @@ public:
 
     decltype(&::StopRunningZeltoAuth) StopRunningZeltoAuth;
     decltype(&::GetSslSamlDataExternalBrowser) GetSslSamlDataExternalBrowser;
+    decltype(&::ClearCookies) ClearCookies;
+    decltype(&::SamlAuthClearCookies) SamlAuthClearCookies;
 
 private:
     HMODULE module_;

@@ -1,0 +1,136 @@
+// Which folder SamlAuthClearCookies deletes.
+
+#include "tests/cleanup/clearing_test.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace zelto::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ClearFolderPathTest : public ClearingTest {
+protected:
+    // Makes the user's folder so that its path, with the backslash at its end, has so many characters.
+    fs::path MakeFolderWithLength(std::size_t length) {
+        constexpr std::size_t kTail = 22; // "\ZeltoClient\SamlAuth\"
+        fs::path base = localAppData_.Path();
+        while (base.native().size() + 102 < length - kTail) {
+            base /= std::wstring(100, L'p');
+        }
+        base /= std::wstring(length - kTail - base.native().size() - 1, L'q');
+        SetLocalAppData(base);
+        // Wine's and Windows' own limit is below that of the file system: made by its long name.
+        const fs::path folder = base / L"ZeltoClient" / L"SamlAuth";
+        EXPECT_EQ(folder.native().size() + 1, length);
+        fs::create_directories(L"\\\\?\\" + folder.native());
+        return folder;
+    }
+
+    static bool Exists(const fs::path& path) {
+        return GetFileAttributesW((L"\\\\?\\" + path.native()).c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+};
+
+TEST_F(ClearFolderPathTest, InAUsersSessionTheServicesFolderStays) {
+    MakeFile(Folder() / L"Cookies");
+    MakeFile(ServicesFolder() / L"Cookies");
+    Clear();
+    EXPECT_FALSE(fs::exists(Folder()));
+    EXPECT_TRUE(fs::exists(ServicesFolder() / L"Cookies"));
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroItIsTheOneBesideTheExecutable) {
+    RunInSessionZero();
+    MakeFile(Folder() / L"Cookies");
+    MakeFile(ServicesFolder() / L"Default" / L"Cookies");
+    Clear();
+    EXPECT_TRUE(fs::exists(Folder() / L"Cookies"));
+    EXPECT_FALSE(fs::exists(ServicesFolder()));
+    EXPECT_TRUE(fs::exists(ServicesFolder().parent_path()));
+    EXPECT_EQ(pauses_, AllPauses());
+}
+
+BOOL WINAPI RefuseToTellTheSession(DWORD, DWORD*) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+}
+
+TEST_F(ClearFolderPathTest, AnUnknownSessionCountsAsAUsers) {
+    Patch("ProcessIdToSessionId", &RefuseToTellTheSession);
+    MakeFile(Folder() / L"Cookies");
+    Clear();
+    EXPECT_FALSE(fs::exists(Folder()));
+}
+
+TEST_F(ClearFolderPathTest, APathOf259CharactersIsDeleted) {
+    const fs::path folder = MakeFolderWithLength(259);
+    ASSERT_TRUE(Exists(folder));
+    Clear();
+    EXPECT_FALSE(Exists(folder));
+}
+
+TEST_F(ClearFolderPathTest, APathOf260CharactersIsLeftAlone) {
+    const fs::path folder = MakeFolderWithLength(260);
+    Clear();
+    EXPECT_TRUE(Exists(folder));
+    EXPECT_TRUE(pauses_.empty());
+}
+
+TEST_F(ClearFolderPathTest, ALocalAppDataOfThousandsOfCharactersIsLeftAlone) {
+    SetLocalAppData(std::wstring(5000, L'x'));
+    Clear();
+    EXPECT_TRUE(pauses_.empty());
+}
+
+DWORD WINAPI RefuseToExpand(LPCWSTR, LPWSTR, DWORD) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return 0;
+}
+
+TEST_F(ClearFolderPathTest, WithoutLocalAppDataNothingIsDeleted) {
+    Patch("ExpandEnvironmentStringsW", &RefuseToExpand);
+    MakeFile(Folder() / L"Cookies");
+    Clear();
+    EXPECT_TRUE(fs::exists(Folder() / L"Cookies"));
+    EXPECT_TRUE(pauses_.empty());
+}
+
+// The answer for a path that is cut: the buffer's size.
+DWORD WINAPI CutExecutablePath(HMODULE, LPWSTR buffer, DWORD size) {
+    std::fill(buffer, buffer + size - 1, L'x');
+    buffer[2] = L'\\';
+    buffer[size - 1] = L'\0';
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return size;
+}
+
+TEST_F(ClearFolderPathTest, AnExecutableWhosePathIsCutHasNoFolder) {
+    RunInSessionZero();
+    Patch("GetModuleFileNameW", &CutExecutablePath);
+    Clear();
+    EXPECT_TRUE(pauses_.empty());
+}
+
+TEST_F(ClearFolderPathTest, NamesInTheFolderMayMakePathsOf260Characters) {
+    const fs::path file = Folder() / std::wstring(250, L'n');
+    fs::create_directories(Folder());
+    std::ofstream(fs::path(L"\\\\?\\" + file.native())) << "content";
+    ASSERT_TRUE(Exists(file));
+    Clear(); // whether the system's shell can delete it is the system's business
+    EXPECT_EQ(pauses_, AllPauses());
+    fs::remove_all(L"\\\\?\\" + Folder().native());
+}
+
+// With a backslash behind it, the system finds no file of that name: nothing is deleted, and nothing counts
+// as a folder that is still there.
+TEST_F(ClearFolderPathTest, AFileWithTheFoldersNameStays) {
+    MakeFile(Folder());
+    Clear();
+    EXPECT_TRUE(fs::is_regular_file(Folder()));
+    EXPECT_EQ(pauses_, AllPauses());
+}
+
+} // namespace
+} // namespace zelto::test
