@@ -51,8 +51,8 @@ class GatewayServer:
         context = self._context(settings)
         with context.wrap_socket(connection, server_side=True, do_handshake_on_connect=False) as tls:
             try:
-                tls.do_handshake()
-                self._serve_request(tls, client_port)
+                if self._shake_hands(tls):
+                    self._serve_request(tls, client_port)
             except (OSError, ValueError) as error:
                 fault = settings["fault"]
                 self._log.add(event="connection", client_port=client_port, fault=fault, error=str(error))
@@ -60,6 +60,15 @@ class GatewayServer:
                     say_goodbye(tls)
                 else:
                     let_the_alert_be_read(tls)
+
+    @staticmethod
+    def _shake_hands(tls: ssl.SSLSocket) -> bool:
+        """False for a client that has gone, without a request, as soon as its own part of it was done."""
+        try:
+            tls.do_handshake()
+        except BrokenPipeError:
+            return False
+        return True
 
     def _context(self, settings: dict) -> ssl.SSLContext:
         asks = settings["certificate"] if settings["fault"] == "client_certificate" else "none"
