@@ -39,6 +39,9 @@ public:
         handle_.reset();
     }
 
+    // Lets the thread run on alone, and gives out its handle.
+    KernelHandle take() noexcept { return std::move(handle_); }
+
     // Lets the thread run on alone.
     void detach() noexcept { handle_.reset(); }
 

@@ -36,13 +36,19 @@ extern "C" {
 
 /* Success. */
 #define ZELTO_AUTH_S_OK 0x00000000u
-/* General failure of a sign-in in the browser. The trace log says what failed. */
+/* General failure of a sign-in in the browser; lack of memory in one through the auth module. The trace log says what
+   failed. */
 #define ZELTO_AUTH_E_FAILED 0xA7000000u
+/* The auth module could not be started. Is it beside ZeltoAuth.dll, and is a user signed in to Windows? */
+#define ZELTO_AUTH_E_LAUNCH_FAILED 0xA7000001u
 /* A required argument is missing or inconsistent: a defect of the caller. */
 #define ZELTO_AUTH_E_INVALID_PARAMETER 0xA7000002u
 /* The browser did not come back in time. Offer the user another try. */
 #define ZELTO_AUTH_E_TIMEOUT 0xA7000003u
-/* A sign-in of the same kind is running in this session. Wait for it, or end it first. */
+/* The system has no memory block for the auth module's answer. */
+#define ZELTO_AUTH_E_SHARED_MEMORY 0xA7000004u
+/* A sign-in of the same kind is running in this session, or an auth module in this process. Wait for it, or end it
+   first. */
 #define ZELTO_AUTH_E_BUSY 0xA7000005u
 /* The caller cancelled. */
 #define ZELTO_AUTH_E_CANCELLED 0xA7000007u
@@ -59,6 +65,152 @@ extern "C" {
  * Returns non-zero on success, 0 when the signal could not be given (GetLastError tells why).
  */
 int32_t StopRunningZeltoAuth(void);
+
+/*
+ * Sign-in through the auth module
+ *
+ * The six functions below start the auth module, a program of its own that lies beside ZeltoAuth.dll, show its window to
+ * the user and return what the user entered or what the gateway gave. It runs in the caller's session, or, when the
+ * caller is a service or in a session that is not in use, in the active user session.
+ *
+ *   One at a time   per process. A second call meanwhile, on whichever thread and of whichever of these functions, gets
+ *                   ZELTO_AUTH_E_BUSY at once.
+ *   Time            timeoutMs is in milliseconds and is passed on to the module in whole seconds, rounded down. The
+ *                   module ends by itself when it has passed; the library waits for it without a limit.
+ *   Cancelling      StopRunningZeltoAuth, on any other thread. A call of it before the module has been started has no
+ *                   effect.
+ *   Results         the module's own exit code, whatever it is: 0 when the user has signed in, others as the module
+ *                   defines them (docs/auth-module.md), ZELTO_AUTH_E_ codes as listed with each function.
+ *   Current folder  is set to the library's folder, for the whole process, and not set back.
+ *   Handles         the module inherits every inheritable handle of the calling process.
+ *   Secrets         answers, passwords and tokens are wiped from the library's memory before a function returns. The
+ *                   copies in the caller's buffers are the caller's to wipe.
+ *   Texts           go to the module's command line between double quotes and unescaped, so they should hold no double
+ *                   quote. The command line is cut to 4,095 characters.
+ */
+
+/*
+ * Signs a user in by SAML in the auth module's own browser window: Electron (Zeltoclient.exe), the system's web browser
+ * control, or WebView2 (both ZeltoAuth.exe).
+ *
+ *   url                     wide, required: the address that the sign-in starts at.
+ *   description             wide: shown with the window. Null is the empty text, here and in the next two.
+ *   samlObject              wide: what is signed in to, as the module names it ("saml:" is put before it).
+ *   objectName              wide: the name of the connection.
+ *   ignoreCertificate       passed on as a decimal number; other than 0 the module accepts any server certificate.
+ *   timeoutMs               milliseconds. Below 1000 the module is told 0.
+ *   deleteCookies           other than 0: the module forgets earlier sign-ins first.
+ *   response                narrow, required: receives the SAML response, cut to responseSize. Left as it was unless the
+ *                           result is 0; the empty string when the module succeeded but its answer could not be read.
+ *   responseSize            its size in bytes, terminator included; with 0 nothing is written.
+ *   serverIp                narrow, may be null: receives the server address, if the module names one, up to its first
+ *                           colon, cut to serverIpSize. Left as it was otherwise.
+ *   serverIpSize            its size in bytes, terminator included.
+ *   autoSelectCertificate   other than 0: a client certificate is chosen without asking the user.
+ *
+ *   ZELTO_AUTH_S_OK                  signed in.
+ *   ZELTO_AUTH_E_FAILED              not enough memory, or the module's exit code could not be read.
+ *   ZELTO_AUTH_E_LAUNCH_FAILED       the module could not be started, or no user session is active.
+ *   ZELTO_AUTH_E_INVALID_PARAMETER   url or response is null.
+ *   ZELTO_AUTH_E_SHARED_MEMORY       the memory block for the answer could not be made.
+ *   ZELTO_AUTH_E_BUSY                a call of the same function is running in this session, in this or another process,
+ *                                    or an auth module is running in this process.
+ *   ZELTO_AUTH_E_CANCELLED           StopRunningZeltoAuth was called, or the wait for the module failed; it was ended.
+ *   any other value                  the module's exit code.
+ *
+ * The trace log holds the options, every line of the answer behind the first, and the server address; not the response.
+ */
+uint32_t SamlAuthGetResponseUsingElectron(const wchar_t* url, const wchar_t* description,
+                                          const wchar_t* samlObject, const wchar_t* objectName,
+                                          uint32_t ignoreCertificate, uint32_t timeoutMs,
+                                          uint32_t deleteCookies, char* response, uint32_t responseSize,
+                                          char* serverIp, uint32_t serverIpSize,
+                                          int32_t autoSelectCertificate);
+uint32_t SamlAuthGetResponseUsingWebBrowser(const wchar_t* url, const wchar_t* description,
+                                            const wchar_t* samlObject, const wchar_t* objectName,
+                                            uint32_t ignoreCertificate, uint32_t timeoutMs,
+                                            uint32_t deleteCookies, char* response, uint32_t responseSize,
+                                            char* serverIp, uint32_t serverIpSize,
+                                            int32_t autoSelectCertificate);
+uint32_t SamlAuthGetResponseUsingWebView2(const wchar_t* url, const wchar_t* description,
+                                          const wchar_t* samlObject, const wchar_t* objectName,
+                                          uint32_t ignoreCertificate, uint32_t timeoutMs,
+                                          uint32_t deleteCookies, char* response, uint32_t responseSize,
+                                          char* serverIp, uint32_t serverIpSize,
+                                          int32_t autoSelectCertificate);
+
+/*
+ * The same for a provider of the caller's choice, and without the guard against a second call in this session: it is
+ * one module per process here.
+ *
+ *   providerKind            0 the plain auth module, 1 Electron, 2 WebView2, 3 web browser control. Any other gives
+ *                           ZELTO_AUTH_E_INVALID_PARAMETER.
+ *   all others              as above, results too.
+ */
+uint32_t SamlGetResponseUsingExternalAuthProvider(uint32_t providerKind, const wchar_t* url,
+                                                  const wchar_t* description, const wchar_t* samlObject,
+                                                  const wchar_t* objectName, uint32_t ignoreCertificate,
+                                                  uint32_t timeoutMs, uint32_t deleteCookies, char* response,
+                                                  uint32_t responseSize, char* serverIp,
+                                                  uint32_t serverIpSize, int32_t autoSelectCertificate);
+
+/*
+ * Asks the user for a user name and a password, for a certificate, or for all three. All buffers are narrow, their
+ * contents are in the module's encoding, and their sizes are in bytes, terminator included; longer answers are cut.
+ *
+ *   userName, userNameSize          in and out: the name to offer, in the process's code page, and the one entered. Null
+ *                                   and 0 ask for a certificate only; password must then be null and passwordSize 0.
+ *   password, passwordSize          required with userName: receives the password.
+ *   certificate, certificateSize    null and 0, or a buffer that receives the user's choice of a certificate.
+ *   description                     wide, required: shown to the user.
+ *   timeoutMs                       milliseconds, at least 1000.
+ *
+ * The options (name, description, time-out) share 259 characters; what is beyond them is cut off, so a long name or
+ * description costs what stands behind it. The buffers are written only when the result is 0 and the module's answer
+ * has the three lines that it should have; the result is 0 also when it has not.
+ *
+ *   ZELTO_AUTH_S_OK                  the user has answered.
+ *   ZELTO_AUTH_E_INVALID_PARAMETER   timeoutMs is below 1000, description is null, or the buffers are none of the three
+ *                                    combinations above. Nothing was started.
+ *   all others                       as above, except that BUSY is for this process only.
+ */
+uint32_t BasicAuthGetResponse(char* userName, uint32_t userNameSize, char* password, uint32_t passwordSize,
+                              char* certificate, uint32_t certificateSize, const wchar_t* description,
+                              uint32_t timeoutMs);
+
+/*
+ * Receives the outcome of an asynchronous two-factor prompt, on a thread of the library. What it returns is ignored; no
+ * exception may leave it. It may unload the library, but not wait for another two-factor prompt.
+ *
+ *   context   as it was given to TwoFactorAuthGetResponse.
+ *   result    as TwoFactorAuthGetResponse returns it without a callback.
+ *   answer    narrow, never null: the token; empty unless the module answered. Valid during the call only, and wiped
+ *             after it.
+ */
+typedef uint32_t (*TwoFactorCallback)(void* context, uint32_t result, const char* answer);
+
+/*
+ * Asks the user for a second-factor token: on the calling thread, or, with a callback, on a thread of the library.
+ *
+ *   description   narrow, in the process's code page: shown to the user. Null is the empty text. With the time-out it
+ *                 shares 259 characters, as above.
+ *   answer        narrow, may be null: receives the token, cut to answerSize. Written only without a callback and when
+ *                 the result is 0.
+ *   answerSize    its size in bytes, terminator included.
+ *   timeoutMs     milliseconds. Below 1000 the module is told 0.
+ *   callback      null: the call returns when the user has answered. Otherwise the call returns at once, and the
+ *                 callback is called once when the user has. Should the system have no thread for it, the result is 0
+ *                 and the callback never comes.
+ *   context       handed to the callback unchanged.
+ *
+ *   Without a callback: the results of BasicAuthGetResponse, except that no argument is invalid.
+ *   With a callback:
+ *   ZELTO_AUTH_S_OK                  the prompt is on its way. The library stays loaded until it has ended.
+ *   ZELTO_AUTH_E_BUSY                an earlier prompt with a callback has not ended, its callback included.
+ *   ZELTO_AUTH_E_FAILED              not enough memory.
+ */
+uint32_t TwoFactorAuthGetResponse(const char* description, char* answer, uint64_t answerSize,
+                                  uint32_t timeoutMs, TwoFactorCallback callback, void* context);
 
 /*
  * Signs a user in for an SSL-VPN tunnel, in the user's own default browser, and returns the authentication id that the

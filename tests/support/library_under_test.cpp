@@ -34,16 +34,24 @@ HMODULE LoadBuiltLibrary(const std::filesystem::path& library) {
     return LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
-LibraryUnderTest::LibraryUnderTest() : module_(LoadBuiltLibrary(LibraryPath())) {
+LibraryUnderTest::LibraryUnderTest(const std::filesystem::path& library)
+    : module_(LoadBuiltLibrary(library)) {
     if (module_ == nullptr) {
-        throw std::runtime_error("cannot load " + LibraryPath().string() + ", error " +
+        throw std::runtime_error("cannot load " + library.string() + ", error " +
                                  std::to_string(GetLastError()));
     }
-    StopRunningZeltoAuth = Export<decltype(StopRunningZeltoAuth)>(module_, "StopRunningZeltoAuth");
-    GetSslSamlDataExternalBrowser =
-        Export<decltype(GetSslSamlDataExternalBrowser)>(module_, "GetSslSamlDataExternalBrowser");
-    ClearCookies = Export<decltype(ClearCookies)>(module_, "ClearCookies");
-    SamlAuthClearCookies = Export<decltype(SamlAuthClearCookies)>(module_, "SamlAuthClearCookies");
+#define ZELTO_FIND_EXPORT(name) name = Export<decltype(name)>(module_, #name)
+    ZELTO_FIND_EXPORT(BasicAuthGetResponse);
+    ZELTO_FIND_EXPORT(ClearCookies);
+    ZELTO_FIND_EXPORT(GetSslSamlDataExternalBrowser);
+    ZELTO_FIND_EXPORT(SamlAuthClearCookies);
+    ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingElectron);
+    ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingWebBrowser);
+    ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingWebView2);
+    ZELTO_FIND_EXPORT(SamlGetResponseUsingExternalAuthProvider);
+    ZELTO_FIND_EXPORT(StopRunningZeltoAuth);
+    ZELTO_FIND_EXPORT(TwoFactorAuthGetResponse);
+#undef ZELTO_FIND_EXPORT
 }
 
 LibraryUnderTest::~LibraryUnderTest() {

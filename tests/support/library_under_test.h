@@ -7,11 +7,11 @@
 
 namespace zelto::test {
 
-// The real DLL, loaded from ../bin beside the folder of the test program, with its exports by type. Each
+// The real DLL, loaded from ../bin beside the folder of the test program, or a copy of it elsewhere, with its exports by type. Each
 // export is looked up when the library is loaded; a missing one throws std::runtime_error.
 class LibraryUnderTest {
 public:
-    LibraryUnderTest();
+    explicit LibraryUnderTest(const std::filesystem::path& library = LibraryPath());
     LibraryUnderTest(const LibraryUnderTest&) = delete;
     LibraryUnderTest& operator=(const LibraryUnderTest&) = delete;
     ~LibraryUnderTest();
@@ -28,10 +28,16 @@ public:
     // The built DLL's own path.
     static std::filesystem::path LibraryPath();
 
-    decltype(&::StopRunningZeltoAuth) StopRunningZeltoAuth;
+    decltype(&::BasicAuthGetResponse) BasicAuthGetResponse;
     decltype(&::GetSslSamlDataExternalBrowser) GetSslSamlDataExternalBrowser;
     decltype(&::ClearCookies) ClearCookies;
     decltype(&::SamlAuthClearCookies) SamlAuthClearCookies;
+    decltype(&::SamlAuthGetResponseUsingElectron) SamlAuthGetResponseUsingElectron;
+    decltype(&::SamlAuthGetResponseUsingWebBrowser) SamlAuthGetResponseUsingWebBrowser;
+    decltype(&::SamlAuthGetResponseUsingWebView2) SamlAuthGetResponseUsingWebView2;
+    decltype(&::SamlGetResponseUsingExternalAuthProvider) SamlGetResponseUsingExternalAuthProvider;
+    decltype(&::StopRunningZeltoAuth) StopRunningZeltoAuth;
+    decltype(&::TwoFactorAuthGetResponse) TwoFactorAuthGetResponse;
 
 private:
     HMODULE module_;
