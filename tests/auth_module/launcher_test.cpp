@@ -1,0 +1,578 @@
+// The launcher, through the exports: what is started, how it is waited for, and what is left.
+
+#include "tests/auth_module/auth_module_test.h"
+
+#include "tests/auth_module/launch_record.h"
+#include "tests/support/process_counts.h"
+
+#include <cstdio>
+#include <cstring>
+#include <future>
+#include <thread>
+#include <wincrypt.h>
+
+namespace zelto::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+LocalStart localStart;
+
+BOOL WINAPI RecordStart(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+                        LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags, LPVOID environment,
+                        LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
+    localStart = {application != nullptr,
+                  application == nullptr ? L"" : application,
+                  commandLine,
+                  process != nullptr || thread != nullptr,
+                  inheritHandles,
+                  flags,
+                  environment != nullptr,
+                  directory != nullptr,
+                  *startup};
+    return CreateProcessW(application, commandLine, process, thread, inheritHandles, flags, environment,
+                          directory, startup, started);
+}
+
+class LauncherTest : public AuthModuleTest {
+protected:
+    std::wstring Receiver() const {
+        const std::string digits = Record().receiver;
+        return std::wstring(digits.begin(), digits.end());
+    }
+
+    // Starts a prompt whose module signals that it runs and then waits for ever; calls `act`, and gives the
+    // prompt's result.
+    template <class Act>
+    std::uint32_t WhileTheModuleWaits(Act act) {
+        const HANDLE started = NamedEvent("zelto test module started");
+        NamedEvent("zelto test never");
+        Script({Answer("123456"), "signal zelto test module started", "wait zelto test never"});
+        auto result = std::async(std::launch::async, [&] { return TwoFactor(); });
+        EXPECT_TRUE(IsSignalledSoon(started));
+        act();
+        return result.get();
+    }
+
+    // The exit code of the module of the last start, once it has ended. `process` was opened while it ran.
+    static DWORD ExitCode(const KernelHandle& process) {
+        DWORD code = STILL_ACTIVE;
+        EXPECT_EQ(WaitForSingleObject(process.get(), 60'000), WAIT_OBJECT_0);
+        GetExitCodeProcess(process.get(), &code);
+        return code;
+    }
+
+    KernelHandle OpenModule() const {
+        return KernelHandle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, Record().process));
+    }
+
+    // After a failure nothing is held: the next prompt works.
+    void ExpectNextPromptWorks() {
+        TakePatchesAway();
+        Script({Answer("next")});
+        EXPECT_EQ(TwoFactor(), kOk);
+        EXPECT_STREQ(token_.data(), "next");
+    }
+};
+
+TEST_F(LauncherTest, TheStartByteByByte) {
+    Patch("CreateProcessW", &RecordStart);
+    EXPECT_EQ(TwoFactor(), kOk);
+    const std::wstring program = (ModuleFolder() / L"ZeltoAuth.exe").wstring();
+    const std::wstring commandLine = L" --provider-name=ZeltoAuth --receiver=" + Receiver() +
+                                     L" --object=2fa --description=\"Enter the code\" --timeout=60";
+    EXPECT_TRUE(localStart.hasApplication);
+    EXPECT_EQ(localStart.application, program);
+    EXPECT_EQ(localStart.commandLine, commandLine);
+    EXPECT_FALSE(localStart.hasSecurity);
+    EXPECT_TRUE(localStart.inheritHandles);
+    EXPECT_EQ(localStart.flags, 0u);
+    EXPECT_FALSE(localStart.hasEnvironment);
+    EXPECT_FALSE(localStart.hasDirectory);
+    STARTUPINFOW zeroed = {};
+    zeroed.cb = sizeof(zeroed);
+    EXPECT_EQ(std::memcmp(&localStart.startup, &zeroed, sizeof(zeroed)), 0);
+
+    const ModuleRecord record = Record();
+    EXPECT_EQ(record.program, program);
+    EXPECT_EQ(record.commandLine, commandLine);
+}
+
+TEST_F(LauncherTest, TheModulesFolderIsCurrentForItAndStaysSoForTheHost) {
+    SetCurrentDirectoryW(folder_.Path().c_str());
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(Record().directory, ModuleFolder().wstring());
+    EXPECT_EQ(CurrentFolder(), ModuleFolder().wstring());
+}
+
+TEST_F(LauncherTest, TheModuleInheritsTheBlock) {
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(Record().blockSize, 65'536u);
+    EXPECT_TRUE(Record().blockIsZero);
+}
+
+struct BlockRequest {
+    HANDLE file;
+    bool inheritable;
+    bool hasDescriptor;
+    DWORD protection;
+    std::uint64_t size;
+    bool named;
+} blockRequest;
+
+HANDLE WINAPI RecordBlock(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high,
+                          DWORD low, LPCWSTR name) {
+    blockRequest = {file,
+                    security != nullptr && security->bInheritHandle,
+                    security != nullptr && security->lpSecurityDescriptor != nullptr,
+                    protection,
+                    (std::uint64_t{high} << 32) | low,
+                    name != nullptr};
+    return CreateFileMappingW(file, security, protection, high, low, name);
+}
+
+TEST_F(LauncherTest, TheBlockIsUnnamedInheritableAndOf64KiB) {
+    Patch("CreateFileMappingW", &RecordBlock);
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(blockRequest.file, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(blockRequest.inheritable);
+    EXPECT_FALSE(blockRequest.hasDescriptor);
+    EXPECT_EQ(blockRequest.protection, static_cast<DWORD>(PAGE_READWRITE));
+    EXPECT_EQ(blockRequest.size, 65'536u);
+    EXPECT_FALSE(blockRequest.named);
+}
+
+BOOL WINAPI SetNoDirectory(LPCWSTR) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST_F(LauncherTest, TheCurrentFolderCannotBeSet) {
+    Patch("SetCurrentDirectoryW", &SetNoDirectory);
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_STREQ(token_.data(), "123456");
+    EXPECT_EQ(LogAt("error"), (Lines{"error: SetCurrentDirectoryW failed."}));
+}
+
+DWORD WINAPI NameWithoutBackslash(HMODULE, LPWSTR buffer, DWORD) {
+    std::wmemcpy(buffer, L"ZeltoAuth.dll", 14);
+    return 13;
+}
+
+DWORD WINAPI NoName(HMODULE, LPWSTR, DWORD) {
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return 0;
+}
+
+TEST_F(LauncherTest, ALibraryPathWithoutBackslashIsInTheCurrentFolder) {
+    SetCurrentDirectoryW(ModuleFolder().c_str());
+    Patch("CreateProcessW", &RecordStart);
+    Patch("GetModuleFileNameW", &NameWithoutBackslash);
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(localStart.application, L".\\ZeltoAuth.exe");
+    EXPECT_EQ(CurrentFolder(), ModuleFolder().wstring());
+}
+
+TEST_F(LauncherTest, ALibraryPathThatCannotBeReadIsInTheCurrentFolder) {
+    SetCurrentDirectoryW(ModuleFolder().c_str());
+    Patch("CreateProcessW", &RecordStart);
+    Patch("GetModuleFileNameW", &NoName);
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(localStart.application, L".\\ZeltoAuth.exe");
+}
+
+HANDLE WINAPI CreateNoBlock(HANDLE, LPSECURITY_ATTRIBUTES, DWORD, DWORD, DWORD, LPCWSTR) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+void* WINAPI MapNothing(HANDLE, DWORD, DWORD, DWORD, SIZE_T) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+TEST_F(LauncherTest, TheBlockCannotBeCreated) {
+    Patch("CreateFileMappingW", &CreateNoBlock);
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    EXPECT_FALSE(ModuleWasStarted());
+    ExpectNextPromptWorks();
+}
+
+TEST_F(LauncherTest, TheBlockCannotBeMapped) {
+    Patch("MapViewOfFile", &MapNothing);
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    EXPECT_FALSE(ModuleWasStarted());
+    const std::size_t handles = CountHandles();
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    EXPECT_EQ(CountHandles(), handles);
+    ExpectNextPromptWorks();
+}
+
+TEST_F(LauncherTest, WithoutABlockNothingMoreIsLogged) {
+    Patch("CreateFileMappingW", &CreateNoBlock);
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    const Lines log = Log();
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.back(), "debug: RunZeltoAuthInSession() Arguments for provider: --object=2fa "
+                          "--description=\"Enter the code\" --timeout=60");
+}
+
+BOOL WINAPI StartNothing(LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID,
+                         LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST_F(LauncherTest, TheModuleCannotBeStarted) {
+    Patch("CreateProcessW", &StartNothing);
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    EXPECT_FALSE(ModuleWasStarted());
+    EXPECT_STREQ(token_.data(), "old");
+    ExpectNextPromptWorks();
+}
+
+TEST_F(LauncherTest, AFailedStartIsLogged) {
+    Patch("CreateProcessW", &StartNothing);
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    EXPECT_EQ(Log().back(), "info: CreateProcessW() returned 0");
+}
+
+TEST_F(LauncherTest, TheModuleIsNotThere) {
+    const std::filesystem::path alone = folder_.Path() / L"ZeltoAuth.dll";
+    std::filesystem::copy_file(LibraryUnderTest::LibraryPath(), alone);
+    LibraryUnderTest library(alone);
+    EXPECT_EQ(library.TwoFactorAuthGetResponse("", token_.data(), 64, 1000, nullptr, nullptr), kLaunchFailed);
+    SetCurrentDirectoryW(ModuleFolder().c_str()); // out of the folder that goes
+}
+
+TEST_F(LauncherTest, TheExitCodeIsTheResult) {
+    for (const std::uint32_t code : {0u, 1u, 259u, 0xA7000005u, 0xFFFFFFFFu}) {
+        Script({"exit " + std::to_string(code)});
+        EXPECT_EQ(TwoFactor(), code);
+    }
+}
+
+TEST_F(LauncherTest, AModuleThatCrashesGivesItsExceptionCode) {
+    Script({Answer("123456"), "crash"});
+    EXPECT_EQ(TwoFactor(), 0xC0000005u);
+    EXPECT_STREQ(token_.data(), "old");
+}
+
+TEST_F(LauncherTest, TheAnswerIsReadWhateverTheExitCode) {
+    Script({Answer("123456"), "exit 1"});
+    EXPECT_EQ(TwoFactor(), 1u);
+    const Lines log = Log();
+    EXPECT_EQ(log.back(), "debug: decode base64 to cipher binary, cipher len=32");
+    EXPECT_EQ(log[log.size() - 2], "debug: Daemon exit code: 0x1");
+}
+
+TEST_F(LauncherTest, AnUntouchedBlockLeavesTheExitCode) {
+    Script({"exit 5"});
+    EXPECT_EQ(TwoFactor(), 5u);
+    const Lines log = Log();
+    const Lines end(log.end() - 2, log.end());
+    EXPECT_EQ(end, (Lines{"debug: decode base64 to cipher binary, cipher len=0",
+                          "error: Could not decrypt saml data. nRet=-10"}));
+}
+
+TEST_F(LauncherTest, AStopDuringTheWaitTerminatesTheModule) {
+    KernelHandle module;
+    EXPECT_EQ(WhileTheModuleWaits([&] {
+                  module = OpenModule();
+                  EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
+              }),
+              kCancelled);
+    EXPECT_EQ(ExitCode(module), kCancelled);
+    EXPECT_STREQ(token_.data(), "old");
+    EXPECT_EQ(Log().back(), "info: Caller deliberately terminates auth process."); // no answer is read
+}
+
+TEST_F(LauncherTest, AStopBeforeTheLaunchIsForgotten) {
+    EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_STREQ(token_.data(), "123456");
+}
+
+TEST_F(LauncherTest, EndedModuleComesBeforeAStop) {
+    // Both are there when the wait begins: the process is the first of the two handles.
+    static LibraryUnderTest* library;
+    library = &library_;
+    Patch(
+        "WaitForMultipleObjects", +[](DWORD count, const HANDLE* handles, BOOL all, DWORD timeout) -> DWORD {
+            WaitForSingleObject(handles[0], 60'000);
+            library->StopRunningZeltoAuth();
+            return WaitForMultipleObjects(count, handles, all, timeout);
+        });
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_STREQ(token_.data(), "123456");
+}
+
+DWORD WINAPI FailToWait(DWORD, const HANDLE*, BOOL, DWORD) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return WAIT_FAILED;
+}
+
+HANDLE startedProcess; // a second handle to the module's process
+
+BOOL WINAPI StartAndKeep(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+                         LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags, LPVOID environment,
+                         LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
+    const BOOL result = CreateProcessW(application, commandLine, process, thread, inheritHandles, flags,
+                                       environment, directory, startup, started);
+    DuplicateHandle(GetCurrentProcess(), started->hProcess, GetCurrentProcess(), &startedProcess, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+    return result;
+}
+
+TEST_F(LauncherTest, AFailedWaitTerminatesTheModule) {
+    NamedEvent("zelto test never");
+    Script({"wait zelto test never"});
+    Patch("CreateProcessW", &StartAndKeep);
+    Patch("WaitForMultipleObjects", &FailToWait);
+    EXPECT_EQ(TwoFactor(), kCancelled);
+    EXPECT_EQ(ExitCode(KernelHandle(startedProcess)), kCancelled);
+    EXPECT_EQ(Log().back(), "info: Caller deliberately terminates auth process.");
+}
+
+TEST_F(LauncherTest, ASecondLaunchIsTurnedAwayWithoutALogLine) {
+    EXPECT_EQ(WhileTheModuleWaits([&] {
+                  EXPECT_EQ(Saml(2), kBusy);
+                  EXPECT_EQ(Basic(), kBusy);
+                  EXPECT_STREQ(response_.data(), "old");
+                  library_.StopRunningZeltoAuth();
+              }),
+              kCancelled);
+    EXPECT_EQ(LogAt("error"), (Lines{"error: RunZeltoAuthInSession=0xa7000005"})); // the SAML export's own
+}
+
+HANDLE moduleLock;
+int locksReleased;
+
+DWORD WINAPI RecordLock(HANDLE lock, DWORD timeout) {
+    EXPECT_EQ(timeout, 0u);
+    moduleLock = lock;
+    return WaitForSingleObject(lock, timeout);
+}
+
+BOOL WINAPI CountRelease(HANDLE lock) {
+    ++locksReleased;
+    return ReleaseMutex(lock);
+}
+
+TEST_F(LauncherTest, AnAbandonedLockCountsAsTaken) {
+    Patch("WaitForSingleObject", &RecordLock);
+    Patch("ReleaseMutex", &CountRelease);
+    locksReleased = 0;
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(locksReleased, 1);
+    std::thread([] { WaitForSingleObject(moduleLock, INFINITE); }).join(); // and never lets go of it
+
+    EXPECT_EQ(TwoFactor(), kBusy);
+    EXPECT_EQ(locksReleased, 1);
+    EXPECT_TRUE(ReleaseMutex(moduleLock)); // it is this thread's since then
+    EXPECT_EQ(TwoFactor(), kOk);
+}
+
+TEST_F(LauncherTest, TheWholeLogOfAPrompt) {
+    Patch("CreateProcessW", &RecordStart);
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    const ModuleRecord record = Record();
+    char block[64];
+    std::snprintf(block, sizeof(block), "debug: hMap=0x%016llX, pMappedBuf=0x",
+                  std::strtoull(record.receiver.c_str(), nullptr, 10));
+    const std::string folder = ModuleFolder().string() + "\\";
+    const std::string options = "--object=2fa --description=\"Enter the code\" --timeout=60";
+    Lines log = Log();
+    ASSERT_EQ(log.size(), 9u);
+    EXPECT_EQ(log[3].substr(0, std::strlen(block)), block);
+    EXPECT_EQ(log[3].size(), std::strlen(block) + 16);
+    log.erase(log.begin() + 3);
+    EXPECT_EQ(
+        log,
+        (Lines{"debug: CurrentDir=" + folder,
+               "debug: RunZeltoAuthInSession() auth provider selected: " + folder + "ZeltoAuth.exe",
+               "debug: RunZeltoAuthInSession() Arguments for provider: " + options,
+               "debug: RunZeltoAuthInSession() CMD to start auth module:  --provider-name=ZeltoAuth "
+               "--receiver=" +
+                   record.receiver + " " + options,
+               "info: CreateProcessW() returned 1", "debug: Process Id: " + std::to_string(record.process),
+               "debug: Daemon exit code: 0x0", "debug: decode base64 to cipher binary, cipher len=32"}));
+}
+
+TEST_F(LauncherTest, NoHandleIsLeft) {
+    const auto round = [&] {
+        Script({Answer("123456")});
+        EXPECT_EQ(TwoFactor(), kOk);
+        Script({"exit 7"});
+        EXPECT_EQ(Saml(), 7u);
+        const ImportPatch nothing(library_.Module(), "CreateProcessW", &StartNothing);
+        EXPECT_EQ(Basic(), kLaunchFailed);
+    };
+    round();
+    const std::size_t handles = CountHandles();
+    for (int i = 0; i < 5; ++i) {
+        round();
+    }
+    EXPECT_LE(CountHandles(), handles + 1);
+}
+
+// The steps of a launch, in the order in which the library asks the system for them.
+Lines steps;
+HANDLE stepProcess;
+HANDLE stepThread;
+HANDLE stepBlock;
+void* stepView;
+
+class LauncherOrderTest : public LauncherTest {
+protected:
+    LauncherOrderTest() {
+        steps.clear();
+        Patch(
+            "GetModuleFileNameW", +[](HMODULE module, LPWSTR path, DWORD size) -> DWORD {
+                steps.push_back("folder");
+                return GetModuleFileNameW(module, path, size);
+            });
+        Patch(
+            "SetCurrentDirectoryW", +[](LPCWSTR folder) -> BOOL {
+                steps.push_back("enter");
+                return SetCurrentDirectoryW(folder);
+            });
+        Patch(
+            "SelectCurrentActiveTSSession", +[]() -> DWORD {
+                steps.push_back("active session");
+                DWORD own = 0;
+                ProcessIdToSessionId(GetCurrentProcessId(), &own);
+                return own;
+            });
+        Patch(
+            "ProcessIdToSessionId", +[](DWORD process, DWORD* session) -> BOOL {
+                steps.push_back(process == GetCurrentProcessId() ? "own session" : "?");
+                return ProcessIdToSessionId(process, session);
+            });
+        Patch(
+            "WaitForSingleObject", +[](HANDLE object, DWORD timeout) -> DWORD {
+                steps.push_back("lock");
+                return WaitForSingleObject(object, timeout);
+            });
+        Patch(
+            "CreateFileMappingW",
+            +[](HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high, DWORD low,
+                LPCWSTR name) -> HANDLE {
+                steps.push_back("block");
+                return stepBlock = CreateFileMappingW(file, security, protection, high, low, name);
+            });
+        Patch(
+            "MapViewOfFile", +[](HANDLE mapping, DWORD access, DWORD high, DWORD low, SIZE_T size) -> void* {
+                steps.push_back(mapping == stepBlock && access == (FILE_MAP_READ | FILE_MAP_WRITE) ? "map"
+                                                                                                   : "?");
+                EXPECT_EQ(size, 65'536u);
+                return stepView = MapViewOfFile(mapping, access, high, low, size);
+            });
+        Patch(
+            "ResetEvent", +[](HANDLE event) -> BOOL {
+                steps.push_back("reset");
+                return ResetEvent(event);
+            });
+        Patch(
+            "CreateProcessW",
+            +[](LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
+                DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) -> BOOL {
+                steps.push_back("start");
+                const BOOL result = CreateProcessW(application, commandLine, nullptr, nullptr, TRUE, 0,
+                                                   nullptr, nullptr, startup, started);
+                stepProcess = started->hProcess;
+                stepThread = started->hThread;
+                return result;
+            });
+        Patch(
+            "WaitForMultipleObjects",
+            +[](DWORD count, const HANDLE* handles, BOOL all, DWORD timeout) -> DWORD {
+                steps.push_back(
+                    count == 2 && handles[0] == stepProcess && !all && timeout == INFINITE ? "wait" : "?");
+                return WaitForMultipleObjects(count, handles, all, timeout);
+            });
+        Patch(
+            "GetExitCodeProcess", +[](HANDLE process, DWORD* code) -> BOOL {
+                steps.push_back("exit code");
+                return GetExitCodeProcess(process, code);
+            });
+        Patch(
+            "CryptStringToBinaryA",
+            +[](LPCSTR text, DWORD length, DWORD flags, BYTE* bytes, DWORD* size, DWORD* skipped,
+                DWORD* used) -> BOOL {
+                steps.push_back(text == stepView && length == 0 && flags == CRYPT_STRING_BASE64 ? "decode"
+                                                                                                : "?");
+                return CryptStringToBinaryA(text, length, flags, bytes, size, skipped, used);
+            });
+        Patch(
+            "TerminateProcess", +[](HANDLE process, UINT code) -> BOOL {
+                steps.push_back(process == stepProcess && code == kCancelled ? "terminate" : "?");
+                return TerminateProcess(process, code);
+            });
+        Patch(
+            "CloseHandle", +[](HANDLE handle) -> BOOL {
+                steps.push_back(handle == stepProcess  ? "close process"
+                                : handle == stepThread ? "close thread"
+                                : handle == stepBlock  ? "close block"
+                                                       : "close other");
+                return CloseHandle(handle);
+            });
+        Patch(
+            "UnmapViewOfFile", +[](LPCVOID view) -> BOOL {
+                steps.push_back(view == stepView ? "unmap" : "?");
+                return UnmapViewOfFile(view);
+            });
+        Patch(
+            "ReleaseMutex", +[](HANDLE mutex) -> BOOL {
+                steps.push_back("unlock");
+                return ReleaseMutex(mutex);
+            });
+    }
+    ~LauncherOrderTest() override { TakePatchesAway(); }
+};
+
+const Lines kStepsToTheWait = {"folder", "enter", "active session", "own session",  "lock", "block",
+                               "map",    "reset", "start",          "close thread", "wait"};
+const Lines kCleanUp = {"close process", "unmap", "close block", "unlock"};
+
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+TEST_F(LauncherOrderTest, OfAnAnswer) {
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    const Lines answer = {"exit code", "decode", "decode"}; // its length, and itself
+    EXPECT_EQ(steps, kStepsToTheWait + answer + kCleanUp);
+}
+
+TEST_F(LauncherOrderTest, OfACancel) {
+    const HANDLE started = NamedEvent("zelto test module started");
+    NamedEvent("zelto test never");
+    Script({"signal zelto test module started", "wait zelto test never"});
+    auto result = std::async(std::launch::async, [&] { return TwoFactor(); });
+    ASSERT_TRUE(IsSignalledSoon(started));
+    library_.StopRunningZeltoAuth();
+    EXPECT_EQ(result.get(), kCancelled);
+    EXPECT_EQ(steps, kStepsToTheWait + Lines{"terminate"} + kCleanUp);
+}
+
+TEST_F(LauncherTest, AStopBetweenLockAndResetIsForgotten) {
+    static LibraryUnderTest* library;
+    library = &library_;
+    Patch(
+        "ResetEvent", +[](HANDLE event) -> BOOL {
+            library->StopRunningZeltoAuth(); // the last moment before it is forgotten
+            return ResetEvent(event);
+        });
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+}
+
+} // namespace
+} // namespace zelto::test

@@ -1,0 +1,176 @@
+// Which session the auth module is started in. The two functions of the session utility library are replaced to play
+// other sessions, to fail, and to record their arguments.
+
+#include "tests/auth_module/auth_module_test.h"
+
+#include "tests/auth_module/launch_record.h"
+
+#include <climits>
+
+namespace zelto::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+DWORD activeSession;
+DWORD ownSession;
+int sessionResult;       // of CreateProcessInSessionEx, which starts nothing when it is negative
+bool givesProcessHandle; // whether it reports the process
+std::vector<SessionStart> sessionStarts;
+int localStarts;
+
+BOOL Start(const wchar_t* application, wchar_t* commandLine, PROCESS_INFORMATION& started) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    return CreateProcessW(application, commandLine, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                          &started);
+}
+
+int StartInSession(DWORD session, const wchar_t* application, wchar_t* commandLine, int inheritHandles,
+                   DWORD flags, const wchar_t* directory, DWORD* processId, HANDLE* process) {
+    sessionStarts.push_back({session, application, commandLine, inheritHandles, flags, directory,
+                             processId != nullptr, process != nullptr});
+    if (sessionResult >= 0 && givesProcessHandle) {
+        PROCESS_INFORMATION started = {};
+        EXPECT_TRUE(Start(application, commandLine, started));
+        CloseHandle(started.hThread);
+        *processId = started.dwProcessId;
+        *process = started.hProcess;
+    }
+    return sessionResult;
+}
+
+class SessionTest : public AuthModuleTest {
+protected:
+    SessionTest() {
+        sessionResult = 0;
+        givesProcessHandle = true;
+        sessionStarts.clear();
+        localStarts = 0;
+        Patch("SelectCurrentActiveTSSession", +[]() -> DWORD { return activeSession; });
+        Patch(
+            "ProcessIdToSessionId", +[](DWORD process, DWORD* session) -> BOOL {
+                EXPECT_EQ(process, GetCurrentProcessId());
+                *session = ownSession;
+                return TRUE;
+            });
+        Patch("CreateProcessInSessionEx", &StartInSession);
+        Patch(
+            "CreateProcessW",
+            +[](LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
+                DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION started) -> BOOL {
+                ++localStarts;
+                return Start(application, commandLine, *started);
+            });
+        Script({Answer("123456")});
+    }
+    ~SessionTest() override { TakePatchesAway(); }
+
+    void Sessions(DWORD own, DWORD active) {
+        ownSession = own;
+        activeSession = active;
+    }
+
+    void ExpectStartInSession(DWORD session) {
+        EXPECT_EQ(TwoFactor(), kOk);
+        EXPECT_STREQ(token_.data(), "123456");
+        EXPECT_EQ(localStarts, 0);
+        ASSERT_EQ(sessionStarts.size(), 1u);
+        EXPECT_EQ(sessionStarts[0].session, session);
+    }
+
+    void ExpectLocalStart() {
+        EXPECT_EQ(TwoFactor(), kOk);
+        EXPECT_STREQ(token_.data(), "123456");
+        EXPECT_EQ(localStarts, 1);
+        EXPECT_TRUE(sessionStarts.empty());
+    }
+};
+
+TEST_F(SessionTest, AHostInSessionZeroStartsInTheActiveSession) {
+    Sessions(0, 3);
+    ExpectStartInSession(3);
+    const Lines log = Log();
+    const Lines end(log.end() - 3, log.end());
+    EXPECT_EQ(end, (Lines{"debug: Show Auth window in current session(3)", "debug: Daemon exit code: 0x0",
+                          "debug: decode base64 to cipher binary, cipher len=32"}));
+}
+
+TEST_F(SessionTest, AHostInTheActiveSessionStartsLocally) {
+    Sessions(2, 2);
+    ExpectLocalStart();
+}
+
+TEST_F(SessionTest, AHostInAnotherSessionStartsInTheActiveOne) {
+    Sessions(2, 5);
+    ExpectStartInSession(5);
+}
+
+TEST_F(SessionTest, ActiveSessionZeroIsStartedLocally) {
+    Sessions(0, 0);
+    ExpectLocalStart();
+}
+
+TEST_F(SessionTest, AHostElsewhereStartsLocallyWhileSessionZeroIsActive) {
+    Sessions(2, 0);
+    ExpectLocalStart();
+}
+
+TEST_F(SessionTest, TheStartInASessionByteByByte) {
+    Sessions(0, 3);
+    ExpectStartInSession(3);
+    const std::string receiver = Record().receiver;
+    const SessionStart& start = sessionStarts[0];
+    EXPECT_EQ(start.application, (ModuleFolder() / L"ZeltoAuth.exe").wstring());
+    EXPECT_EQ(start.commandLine, L" --provider-name=ZeltoAuth --receiver=" +
+                                     std::wstring(receiver.begin(), receiver.end()) +
+                                     L" --object=2fa --description=\"Enter the code\" --timeout=60");
+    EXPECT_EQ(start.inheritHandles, 1);
+    EXPECT_EQ(start.flags, 0u);
+    EXPECT_EQ(start.directory, nullptr);
+    EXPECT_TRUE(start.hasProcessId);
+    EXPECT_TRUE(start.hasProcess);
+}
+
+TEST_F(SessionTest, TheStartInASessionFails) {
+    Sessions(0, 3);
+    for (const int result : {-1, -4, INT_MIN}) {
+        sessionResult = result;
+        EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    }
+    EXPECT_EQ(localStarts, 0);
+    EXPECT_STREQ(token_.data(), "old");
+    EXPECT_EQ(Log().back(), "debug: Show Auth window in current session(3)");
+}
+
+TEST_F(SessionTest, NoProcessHandleIsAFailure) {
+    Sessions(0, 3);
+    givesProcessHandle = false;
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    givesProcessHandle = true;
+    EXPECT_EQ(TwoFactor(), kOk);
+}
+
+TEST_F(SessionTest, APositiveResultIsNoFailure) {
+    Sessions(0, 3);
+    sessionResult = 1;
+    ExpectStartInSession(3);
+}
+
+TEST_F(SessionTest, NoActiveSessionIsLeftToTheSessionLibrary) {
+    Sessions(0, 0xFFFFFFFF);
+    sessionResult = -1;
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    ASSERT_EQ(sessionStarts.size(), 1u);
+    EXPECT_EQ(sessionStarts[0].session, 0xFFFFFFFFu);
+}
+
+TEST_F(SessionTest, TheStandInRefusesASessionThatDoesNotExist) {
+    TakePatchesAway();
+    Patch("SelectCurrentActiveTSSession", +[]() -> DWORD { return 0xFFFFFFFF; });
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    EXPECT_FALSE(ModuleWasStarted());
+}
+
+} // namespace
+} // namespace zelto::test
