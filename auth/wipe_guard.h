@@ -6,17 +6,18 @@
 
 namespace zelto {
 
-// Wipes a string's storage at the end of its own scope: of one that carries a secret only for a while, and that is
+// Wipes a narrow or wide string's storage at the end of its own scope: of one that carries a secret only for a while, and that is
 // assigned once (storage that a growing string has left behind is not seen).
+template <class Char>
 class WipeGuard {
 public:
-    explicit WipeGuard(std::string& text) noexcept : text_(text) {}
+    explicit WipeGuard(std::basic_string<Char>& text) noexcept : text_(text) {}
     WipeGuard(const WipeGuard&) = delete;
     WipeGuard& operator=(const WipeGuard&) = delete;
-    ~WipeGuard() { Wipe(text_.data(), text_.capacity()); }
+    ~WipeGuard() { Wipe(text_.data(), text_.capacity() * sizeof(Char)); }
 
 private:
-    std::string& text_;
+    std::basic_string<Char>& text_;
 };
 
 } // namespace zelto

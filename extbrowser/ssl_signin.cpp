@@ -6,6 +6,7 @@
 #include "extbrowser/extract_between.h"
 #include "extbrowser/gateway_address.h"
 #include "extbrowser/local_port.h"
+#include "extbrowser/open_browser.h"
 #include "extbrowser/remote_info.h"
 #include "extbrowser/remote_info_query.h"
 #include "extbrowser/ssl_start_url.h"
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <new>
-#include <shellapi.h>
 #include <windows.h>
 
 namespace zelto {
@@ -49,12 +49,6 @@ std::uint32_t TimeoutSeconds(const SignIn& signIn, std::uint32_t maximum) {
     const std::uint32_t seconds = std::min(ReadRemoteAuthTimeout(signIn.remoteInfo), maximum);
     TRACE_INFO("Timeout for external browser auth: %d", seconds);
     return seconds;
-}
-
-// A browser that cannot be started shows up as the listener's time-out.
-void OpenBrowser(const std::wstring& url) {
-    TRACE_INFO("Browser opens url %ws", url.c_str());
-    ShellExecuteW(nullptr, L"open", url.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
 }
 
 // Starts the listener, sends the browser to the gateway and waits until the listener's thread has ended.

@@ -41,9 +41,11 @@ extern "C" {
 #define ZELTO_AUTH_E_FAILED 0xA7000000u
 /* The auth module could not be started. Is it beside ZeltoAuth.dll, and is a user signed in to Windows? */
 #define ZELTO_AUTH_E_LAUNCH_FAILED 0xA7000001u
-/* A required argument is missing or inconsistent: a defect of the caller. */
+/* A required argument is missing or inconsistent: a defect of the caller. From GetIpsecSamlDataExternalBrowser also: a
+   buffer is too small. */
 #define ZELTO_AUTH_E_INVALID_PARAMETER 0xA7000002u
-/* The browser did not come back in time. Offer the user another try. */
+/* The browser did not come back in time. Offer the user another try. From GetIpsecSamlDataExternalBrowser also: the
+   gateway named no page at which the sign-in starts. */
 #define ZELTO_AUTH_E_TIMEOUT 0xA7000003u
 /* The system has no memory block for the auth module's answer. */
 #define ZELTO_AUTH_E_SHARED_MEMORY 0xA7000004u
@@ -267,6 +269,50 @@ uint32_t ClearCookies(void);
  * the folder's name. Writes nothing to the log.
  */
 uint32_t SamlAuthClearCookies(void);
+
+/*
+ * Signs a user in for an IPsec tunnel, in the user's own default browser, and returns the token id and the user name that
+ * the gateway gave the browser. A listener on 127.0.0.1 takes a free port; the gateway is told that port and the user's id
+ * over HTTPS ("/saml_login?"; its certificate is not checked by this request) and answers with the page at which the
+ * sign-in starts; the default browser is opened there; the listener takes the browser's last redirect and answers it with
+ * a page that says so.
+ *
+ *   gatewayHost             wide, required: name or address of the gateway, without scheme and port.
+ *   gatewayPort             its TCP port; the low 16 bits count, and 0 stands for 443.
+ *   userId                  wide, required: sent as it is, in UTF-8 and without any encoding.
+ *   timeoutMs               the longest time the sign-in may take, in milliseconds, from the start of the listener on;
+ *                           the time that the gateway takes to answer counts. Only whole seconds count (1500 is one
+ *                           second); less than 1000 ends the sign-in at once.
+ *   tokenBuffer             wide, required: receives the token id as it stands in the redirect, not URL-decoded.
+ *   tokenBufferSize         its size in wide characters, terminator included.
+ *   userNameBuffer          wide, required: receives the user name, URL-decoded. A redirect that lacks one of the two
+ *                           values gives the empty string for it, and is a success all the same.
+ *   userNameBufferSize      its size in wide characters, terminator included.
+ *   exitEvent               handle of a Windows event, required: signal it, from any thread, to cancel. Needs SYNCHRONIZE
+ *                           and EVENT_MODIFY_STATE access: when the gateway names no page, the library signals it itself,
+ *                           and never resets it. Reset a manual-reset event before the next sign-in. It may be closed as
+ *                           soon as the function has returned.
+ *
+ * The buffers are written on success only, and then both.
+ *
+ *   ZELTO_AUTH_S_OK                  both values are in their buffers.
+ *   ZELTO_AUTH_E_FAILED              the listener failed, the browser connected and sent nothing, or the guard against a
+ *                                    second sign-in could not be made.
+ *   ZELTO_AUTH_E_INVALID_PARAMETER   gatewayHost, userId, a buffer or exitEvent is null; or one of the two values does not
+ *                                    fit its buffer. Values have less than 1,024 characters.
+ *   ZELTO_AUTH_E_TIMEOUT             the browser did not come back in time; or the gateway did not answer, or named no
+ *                                    page, and exitEvent has been signalled for that.
+ *   ZELTO_AUTH_E_BUSY                another sign-in of this kind is running in this session, in this or another process.
+ *   ZELTO_AUTH_E_CANCELLED           exitEvent was signalled.
+ *
+ * Blocks for up to about 40 seconds on a gateway that does not answer, and then for what is left of the time-out above.
+ * The listener's thread may still be ending when the function returns; it touches nothing that belongs to the caller.
+ * The trace log holds the gateway's answer and the address of the start page, but neither of the two values. Throws
+ * std::system_error (resource_unavailable_try_again) when no thread can be created.
+ */
+uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t gatewayPort, const wchar_t* userId,
+                                         uint32_t timeoutMs, wchar_t* tokenBuffer, uint32_t tokenBufferSize,
+                                         wchar_t* userNameBuffer, uint32_t userNameBufferSize, void* exitEvent);
 
 #ifdef __cplusplus
 }

@@ -98,6 +98,11 @@ std::optional<HttpUtilsError> OnDataReady(Call& call) {
     return HttpUtilsError::Success;
 }
 
+HttpUtilsError Cancelled() {
+    TRACE_WARNING("%s() Connection request was cancelled either by user or internal.", kTag);
+    return HttpUtilsError::Cancelled;
+}
+
 // Waits until there is an outcome, or until a connection ended without one.
 std::optional<HttpUtilsError> WaitForOutcome(Call& call) {
     const HANDLE handles[] = {call.listener.acceptEvent.get(), call.listener.dataReady->get(),
@@ -114,14 +119,16 @@ std::optional<HttpUtilsError> WaitForOutcome(Call& call) {
         case WAIT_OBJECT_0 + 1:
             return OnDataReady(call);
         case WAIT_OBJECT_0 + 2:
-            TRACE_WARNING("%s() Connection request was cancelled either by user or internal.", kTag);
-            return HttpUtilsError::Cancelled;
+            return Cancelled();
         case WAIT_OBJECT_0 + 3:
             TRACE_ERROR(
                 "%s() After waiting for %lu seconds, there is still no response from external browser.", kTag,
                 WholeSeconds(call.timeoutMs));
             return HttpUtilsError::TimedOut;
         case WAIT_TIMEOUT:
+            if (IsAbandoned(*call.request)) {
+                return Cancelled();
+            }
             break;
         default:
             TRACE_ERROR(" WaitForMultipleObjects failed(%d). dwWait=%d", waitError, wait);

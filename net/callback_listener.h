@@ -24,6 +24,7 @@ namespace zelto {
 //   request      cleared on entry; holds the request text when the outcome is Success.
 //   exitEvent    the caller's event that cancels the wait. The listener waits on a handle of its own: the
 //                caller may close the event as soon as this function has delivered the port or the outcome.
+//                An abandoned request (net/callback_request.h) cancels the wait, too.
 //
 // One browser connection is served; later ones are left alone. What the detached reader thread of that
 // connection touches it owns or shares, so the reader may outlive this call (by 5 seconds at most when the

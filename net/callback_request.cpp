@@ -19,4 +19,14 @@ void StoreRequestText(CallbackRequest& request, std::string_view text) {
     request.text.append(text);
 }
 
+bool IsAbandoned(CallbackRequest& request) {
+    const std::lock_guard guard(request.lock);
+    return request.abandoned;
+}
+
+AbandonGuard::~AbandonGuard() {
+    const std::lock_guard guard(request_.lock);
+    request_.abandoned = true;
+}
+
 } // namespace zelto
