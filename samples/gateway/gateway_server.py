@@ -16,6 +16,7 @@ from connection_server import ConnectionServer
 from identity_provider import LOGIN_PATH, IdentityProvider
 from remote_info import remote_info
 from request_log import RequestLog
+from saml_login import saml_login
 from settings import Settings
 
 _IDLE_SECONDS = 20.0
@@ -85,7 +86,8 @@ class GatewayServer:
         settings = self._settings.snapshot()
         path, _, query = target.partition("?")
         fault = faults.fault_of(path, settings)
-        answer = faults.changed_answer(fault, self._answer(method, path, query, body, settings), settings)
+        answer = self._answer(method, path, query, headers, body, settings)
+        answer = faults.changed_answer(fault, answer, settings)
         self._log.add(
             event="request",
             method=method,
@@ -103,10 +105,21 @@ class GatewayServer:
         if fault != "reset":
             say_goodbye(tls)
 
-    def _answer(self, method: str, path: str, query: str, body: bytes, settings: dict) -> Answer:
+    def _answer(
+        self,
+        method: str,
+        path: str,
+        query: str,
+        headers: email.message.Message,
+        body: bytes,
+        settings: dict,
+    ) -> Answer:
         known = {
             ("GET", "/remote/info"): lambda: remote_info(settings),
             ("GET", "/remote/saml/start"): lambda: self._identity_provider.start(query),
+            ("POST", "/saml_login"): lambda: saml_login(
+                self._identity_provider, headers.get("Host", ""), body, settings
+            ),
             ("GET", LOGIN_PATH): lambda: self._identity_provider.show_login(query),
             ("POST", LOGIN_PATH): lambda: self._identity_provider.check_login(query, body, settings),
         }

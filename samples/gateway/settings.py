@@ -6,6 +6,9 @@ import threading
 
 FAULTS = (
     "no_sso_port",  # the attribute is left out of the "/remote/info" answer
+    "no_marker",  # the "/saml_login" answer names its page in another way
+    "no_closing_quote",  # nothing ends the page's address in the "/saml_login" answer
+    "empty_address",  # the page's address in the "/saml_login" answer is empty
     "silent",  # accepts, then never answers (stage)
     "slow",  # answers after delay_ms; first_bytes of the body go out before the pause
     "oversized",  # the body is padded to size bytes (padding)
@@ -28,12 +31,14 @@ _CHOICES = {
     "handshake": ("garbage", "alert", "close"),
     "certificate": ("optional", "required"),
     "padding": ("before", "after"),
+    "username_encoding": ("reserved", "every_byte"),
     "tls_minimum": ("1.2", "1.3"),
     "tls_maximum": ("1.2", "1.3"),
 }
 _TYPES = {
     "sso_port": (*_TEXT_OR_NUMBER, type(None)),
     "remoteauthtimeout": (*_TEXT_OR_NUMBER, type(None)),
+    "start_address": (str, type(None)),
     "users": (dict,),
     "fault_path": (str,),
     "delay_ms": (int,),
@@ -49,6 +54,8 @@ def defaults(sso_port: int) -> dict:
     return {
         "sso_port": sso_port,
         "remoteauthtimeout": 60,
+        "start_address": None,
+        "username_encoding": "reserved",
         "users": {"alice": "Open+Sesame & 1"},
         "tls_minimum": "1.2",
         "tls_maximum": "1.3",

@@ -1,6 +1,7 @@
 #include "tests/ssl_signin/sign_in_test.h"
 
 #include "auth/kernel_handle.h"
+#include "tests/support/guard_holder.h"
 
 #include <future>
 
@@ -71,43 +72,8 @@ TEST_F(SslSignInGuardTest, SecondCallerIsTurnedAway) {
     EXPECT_EQ(Errors(), (std::vector<std::string>{kRepeat}));
 }
 
-// A program of its own that holds the guard until it is told to end.
-class OtherProcess {
-public:
-    OtherProcess()
-        : holds_(CreateEventW(nullptr, TRUE, FALSE, L"zelto test guard holder holds")),
-          end_(CreateEventW(nullptr, TRUE, FALSE, L"zelto test guard holder end")) {
-        wchar_t path[MAX_PATH] = {};
-        GetModuleFileNameW(nullptr, path, MAX_PATH);
-        std::wstring program = std::filesystem::path(path).replace_filename(L"guard_holder.exe").wstring();
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        PROCESS_INFORMATION process = {};
-        if (!CreateProcessW(program.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                            &process)) {
-            throw std::runtime_error("guard_holder.exe cannot be started");
-        }
-        CloseHandle(process.hThread);
-        process_.reset(process.hProcess);
-        if (WaitForSingleObject(holds_.get(), 30'000) != WAIT_OBJECT_0) {
-            throw std::runtime_error("guard_holder.exe does not hold the guard");
-        }
-    }
-    ~OtherProcess() { End(); }
-
-    void End() {
-        SetEvent(end_.get());
-        WaitForSingleObject(process_.get(), 30'000);
-    }
-
-private:
-    KernelHandle holds_;
-    KernelHandle end_;
-    KernelHandle process_;
-};
-
 TEST_F(SslSignInGuardTest, AnotherProcessHoldsTheGuard) {
-    OtherProcess other;
+    GuardHolder other(kGuardName);
     EXPECT_EQ(SignIn(), kBusy);
     EXPECT_EQ(GatewayLog(), "");
     other.End();

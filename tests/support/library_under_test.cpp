@@ -43,6 +43,7 @@ LibraryUnderTest::LibraryUnderTest(const std::filesystem::path& library)
 #define ZELTO_FIND_EXPORT(name) name = Export<decltype(name)>(module_, #name)
     ZELTO_FIND_EXPORT(BasicAuthGetResponse);
     ZELTO_FIND_EXPORT(ClearCookies);
+    ZELTO_FIND_EXPORT(GetIpsecSamlDataExternalBrowser);
     ZELTO_FIND_EXPORT(GetSslSamlDataExternalBrowser);
     ZELTO_FIND_EXPORT(SamlAuthClearCookies);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingElectron);

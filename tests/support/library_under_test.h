@@ -29,6 +29,7 @@ public:
     static std::filesystem::path LibraryPath();
 
     decltype(&::BasicAuthGetResponse) BasicAuthGetResponse;
+    decltype(&::GetIpsecSamlDataExternalBrowser) GetIpsecSamlDataExternalBrowser;
     decltype(&::GetSslSamlDataExternalBrowser) GetSslSamlDataExternalBrowser;
     decltype(&::ClearCookies) ClearCookies;
     decltype(&::SamlAuthClearCookies) SamlAuthClearCookies;

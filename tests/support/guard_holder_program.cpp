@@ -1,10 +1,10 @@
-// Holds the guard of the SSL-VPN sign-in as a program of its own, from the moment it signals "holds" until it
-// is told to end.
+// Holds the guard of an export, whose name it is given, as a program of its own: from the moment it signals
+// "holds" until it is told to end.
 
 #include <windows.h>
 
-int main() {
-    const HANDLE guard = CreateMutexW(nullptr, FALSE, L"GetSslSamlDataExternalBrowser");
+int main(int count, char** arguments) {
+    const HANDLE guard = CreateMutexA(nullptr, FALSE, count == 2 ? arguments[1] : nullptr);
     const HANDLE holds = OpenEventW(EVENT_MODIFY_STATE, FALSE, L"zelto test guard holder holds");
     const HANDLE end = OpenEventW(SYNCHRONIZE, FALSE, L"zelto test guard holder end");
     if (guard == nullptr || holds == nullptr || end == nullptr) {
