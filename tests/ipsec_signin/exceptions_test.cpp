@@ -1,0 +1,77 @@
+#include "tests/ipsec_signin/ipsec_sign_in_test.h"
+
+#include "tests/support/shortage.h"
+
+#include <system_error>
+
+namespace zelto::test {
+namespace {
+
+constexpr std::uint32_t kFailed = 0xA7000000;
+
+class IpsecSignInThreadTest : public IpsecSignInTest {
+protected:
+    void AllowThreads(int count) {
+        threadsLeft = count;
+        Patch("_beginthreadex", &BeginUntilNoneIsLeft);
+    }
+};
+
+TEST_F(IpsecSignInThreadTest, AListenerThatCannotBeStartedRaisesTheSystemError) {
+    AllowThreads(0);
+    try {
+        SignIn();
+        FAIL() << "nothing was raised";
+    } catch (const std::system_error& error) {
+        // Compared by value and name: the library's category is another object than this program's.
+        EXPECT_EQ(error.code().value(), static_cast<int>(std::errc::resource_unavailable_try_again));
+        EXPECT_STREQ(error.code().category().name(), "generic");
+    }
+    EXPECT_TRUE(GuardIsFree(kGuardName));
+    EXPECT_TRUE(browserCalls_.empty());
+    EXPECT_EQ(GatewayLog(), "");
+    ExpectNothingWritten();
+
+    threadsLeft = 2;
+    BrowserRequests("GET /?tokenid=abc&username=bob HTTP/1.1");
+    EXPECT_EQ(SignIn(), 0u);
+}
+
+TEST_F(IpsecSignInThreadTest, AReaderThatCannotBeStartedCountsAsFailed) {
+    AllowThreads(1);
+    BrowserRequests("GET /?tokenid=abc&username=bob HTTP/1.1");
+    EXPECT_EQ(SignIn(), kFailed);
+    EXPECT_EQ(page_, ""); // the browser was not kept waiting
+    EXPECT_EQ(Errors(), (std::vector<std::string>{kUndetermined1, kCouldNotGet}));
+}
+
+// Wherever the memory runs out on the calling thread, also behind the start of the listener: that one then ends by
+// itself, although nobody signals the exit event. (The test's end waits for it.)
+TEST_F(IpsecSignInTest, NoMemoryIsAFailureAndNoException) {
+    timeoutMs_ = 600'000;
+    SetEvent(exitEvent_);
+    SignIn(); // what is allocated once is allocated now
+    Patch("malloc", &AllocateUntilShortage);
+    int failures = 0;
+    for (int number = 1; number < 200; ++number) {
+        ResetEvent(exitEvent_);
+        browser_ = [this] { SetEvent(exitEvent_); };
+        shortage = {GetCurrentThreadId(), number, false};
+        std::uint32_t result = 0;
+        ASSERT_NO_THROW(result = SignIn()) << "allocation " << number;
+        shortage.thread = 0;
+        EXPECT_TRUE(GuardIsFree(kGuardName)) << "allocation " << number;
+        ExpectNothingWritten();
+        if (!shortage.struck) {
+            EXPECT_EQ(result, 0xA7000007u);
+            break;
+        }
+        // A start page that there is no memory for counts as an empty one.
+        EXPECT_TRUE(result == kFailed || result == 0xA7000003u) << "allocation " << number;
+        ++failures;
+    }
+    EXPECT_GT(failures, 3);
+}
+
+} // namespace
+} // namespace zelto::test
