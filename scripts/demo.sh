@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Shows a sign-in from end to end: scripts/demo.sh [x64|arm64] [FOLDER]
+# Shows the sign-ins from end to end: scripts/demo.sh [x64|arm64] [FOLDER]
 #
 # Sets up what is missing and builds; then a host program under Wine signs in at a simulated gateway through the real
-# DLL, with Chromium as the user's browser. Ends with the id that the gateway issued and the id that the caller got, and
-# leaves screenshots and logs in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
+# DLL, with Chromium as the user's browser, on each road in turn: for an SSL-VPN tunnel, for an IPsec tunnel. Each ends
+# with the id that the gateway issued and the id that the caller got, and leaves screenshots and logs in a folder of its
+# own in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -54,5 +55,10 @@ if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --
 fi
 say build "build/$arch/bin/ZeltoAuth.dll and ZeltoSignIn.exe"
 
-exec /usr/bin/python3 -B scripts/demo/sign_in.py --started "$started" --folder "$folder" \
-    --program "build/$arch/bin/ZeltoSignIn.exe" --runner "scripts/run/$arch.sh"
+for road in ssl ipsec; do
+    printf '\n'
+    say road "$road"
+    mkdir -p "$folder/$road"
+    /usr/bin/python3 -B scripts/demo/sign_in.py --started "$started" --road "$road" --folder "$folder/$road" \
+        --program "build/$arch/bin/ZeltoSignIn.exe" --runner "scripts/run/$arch.sh"
+done

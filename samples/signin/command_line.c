@@ -39,6 +39,10 @@ static int ReadOption(int count, wchar_t** arguments, int* index, Options* optio
         options->library = NextValue(count, arguments, index);
         return options->library != NULL;
     }
+    if (wcscmp(name, L"--user-id") == 0) {
+        options->userId = NextValue(count, arguments, index);
+        return options->userId != NULL;
+    }
     if (wcscmp(name, L"--timeout") == 0) {
         const wchar_t* const value = NextValue(count, arguments, index);
         if (value == NULL) {
@@ -55,7 +59,7 @@ static int ReadOption(int count, wchar_t** arguments, int* index, Options* optio
 }
 
 int ReadOptions(int count, wchar_t** arguments, Options* options) {
-    *options = (Options){NULL, NULL, kDefaultTimeoutSeconds, 0};
+    *options = (Options){NULL, L"sample", NULL, kDefaultTimeoutSeconds, 0};
     for (int index = 0; index < count; ++index) {
         if (arguments[index][0] == L'-') {
             if (!ReadOption(count, arguments, &index, options)) {

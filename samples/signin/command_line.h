@@ -6,6 +6,7 @@
 // What the command line asks for. The texts are those of the command line and live as long.
 typedef struct {
     const wchar_t* gateway; // null when none was given
+    const wchar_t* userId;  // of an IPsec sign-in
     const wchar_t* library; // null: the one beside this program
     uint32_t timeoutSeconds;
     int help;

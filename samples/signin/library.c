@@ -53,7 +53,8 @@ int LoadLibraryAndFunctions(const wchar_t* path, Library* library) {
         return 0;
     }
     library->sslSignIn = (SslSignIn)FindFunction(library->module, "GetSslSamlDataExternalBrowser");
-    if (library->sslSignIn == NULL) {
+    library->ipsecSignIn = (IpsecSignIn)FindFunction(library->module, "GetIpsecSamlDataExternalBrowser");
+    if (library->sslSignIn == NULL || library->ipsecSignIn == NULL) {
         UnloadLibrary(library);
         return 0;
     }

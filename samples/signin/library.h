@@ -5,10 +5,14 @@
 // The library's functions that this program calls.
 typedef uint32_t (*SslSignIn)(const wchar_t* gateway, uint32_t maximumTimeoutSeconds, char* outputBuffer,
                               uint32_t outputBufferSize, void* exitEvent);
+typedef uint32_t (*IpsecSignIn)(const wchar_t* gatewayHost, uint32_t gatewayPort, const wchar_t* userId,
+                                uint32_t timeoutMs, wchar_t* tokenBuffer, uint32_t tokenBufferSize,
+                                wchar_t* userNameBuffer, uint32_t userNameBufferSize, void* exitEvent);
 
 typedef struct {
     void* module; // HMODULE
     SslSignIn sslSignIn;
+    IpsecSignIn ipsecSignIn;
 } Library;
 
 // Loads the DLL at path, or, when path is null, ZeltoAuth.dll beside this program, and looks the functions

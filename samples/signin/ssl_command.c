@@ -2,22 +2,12 @@
 
 #include "console.h"
 #include "library.h"
-#include "result_text.h"
+#include "result_print.h"
 
 #include <windows.h>
 
 // The library reads at most this much of the browser's request, so every id fits.
 enum { kMaxId = 1024 };
-
-static void PrintResult(uint32_t result, const char* id) {
-    const ResultText* const text = DescribeResult(result);
-    Print(stdout, L"Result    0x%08X %ls\n          %ls\n", (unsigned)result, text->name, text->meaning);
-    if (result == ZELTO_AUTH_S_OK) {
-        Print(stdout, L"Id        %hs\n", id);
-    } else {
-        Print(stdout, L"To do     %ls\n", text->advice);
-    }
-}
 
 int RunSslCommand(const Options* options) {
     void* const cancel = CancelEventForCtrlC();
@@ -36,8 +26,11 @@ int RunSslCommand(const Options* options) {
 
     char id[kMaxId] = "";
     const uint32_t result = library.sslSignIn(options->gateway, options->timeoutSeconds, id, kMaxId, cancel);
-    PrintResult(result, id);
+    const int exitCode = PrintResult(result);
+    if (exitCode == kExitSignedIn) {
+        Print(stdout, L"Id        %hs\n", id);
+    }
     SecureZeroMemory(id, sizeof id); // whoever has it is signed in
     UnloadLibrary(&library);
-    return result == ZELTO_AUTH_S_OK ? kExitSignedIn : kExitNotSignedIn;
+    return exitCode;
 }

@@ -25,6 +25,13 @@ SECONDS_AFTER_FAILURE = 3
 SECONDS_TO_READ = 2
 
 
+# By the name of the road: the host program's arguments, and the heading of the last page.
+ROADS = {
+    "ssl": (["ssl", "{gateway}/sales", "--timeout", str(SECONDS)], "VPN Connecting"),
+    "ipsec": (["ipsec", "{gateway}", "--timeout", str(SECONDS)], "VPN Connecting"),
+}
+
+
 class Failed(Exception):
     """One sentence: what failed and where to look."""
 
@@ -33,6 +40,7 @@ class Demo:
     def __init__(self, arguments: argparse.Namespace):
         self.started = arguments.started
         self.folder = pathlib.Path(arguments.folder)
+        self.host_arguments, self.heading = ROADS[arguments.road]
         self.host_command = [arguments.runner, arguments.program]
         self.system_command = [arguments.runner, "cmd.exe", "/c"]
 
@@ -49,7 +57,7 @@ class Demo:
         self.say("wine", "starts (its first start takes some seconds)")
         self.forget_trace_log()
         with self.gateway() as ports, self.browser() as (browser, fifo):
-            output, code = self.sign_in(f"https://127.0.0.1:{ports['port']}/sales", fifo, browser)
+            output, code = self.sign_in(f"https://127.0.0.1:{ports['port']}", fifo, browser)
             browser_code = browser.poll()  # None: it still waits, as the host never opened a page
             with urllib.request.urlopen(f"http://127.0.0.1:{ports['control_port']}/ids") as answer:
                 issued = json.load(answer)
@@ -106,6 +114,8 @@ class Demo:
             self.path("last-page.png"),
             "--report",
             self.path("last-page.json"),
+            "--expect",
+            self.heading,
             "--timeout",
             str(SECONDS),
         ]
@@ -119,7 +129,7 @@ class Demo:
 
     def sign_in(self, gateway: str, fifo: str, browser: subprocess.Popen) -> tuple[list[str], int]:
         """Runs the host program beside the browser; returns its lines and its exit code."""
-        arguments = ["ssl", gateway, "--timeout", str(SECONDS)]
+        arguments = [argument.format(gateway=gateway) for argument in self.host_arguments]
         self.say("host", f"{pathlib.Path(self.host_command[1]).name} {' '.join(arguments)}")
         host = subprocess.Popen(
             [*self.host_command, *arguments],
@@ -214,6 +224,7 @@ def main() -> int:
     parser.add_argument(
         "--started", type=float, required=True, help="when the demo began, in seconds since 1970"
     )
+    parser.add_argument("--road", choices=ROADS, required=True, help="which kind of sign-in")
     parser.add_argument("--folder", required=True, help="where screenshots and logs go")
     parser.add_argument("--program", required=True, help="the host program")
     parser.add_argument("--runner", required=True, help="what runs it")

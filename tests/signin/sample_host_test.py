@@ -8,6 +8,7 @@ import shutil
 import socket
 import sys
 import unittest
+import urllib.parse
 import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -26,9 +27,9 @@ def control(path: str, settings: dict | None = None) -> None:
     ).close()
 
 
-def follow_redirect(target: str) -> bytes:
+def follow_redirect(target: str, port: int = SSO_PORT) -> bytes:
     """Does what a browser does at the end of a sign-in; returns the answer."""
-    with socket.create_connection(("127.0.0.1", SSO_PORT)) as browser:
+    with socket.create_connection(("127.0.0.1", port)) as browser:
         browser.sendall(f"GET {target} HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n".encode())
         answer = b""
         while piece := browser.recv(65_536):
@@ -53,7 +54,7 @@ class CommandLine(SampleHostTestCase):
         for arguments in (["--help"], ["-h"], ["ssl", "--help"]):
             code, output, errors = self.host.run(*arguments)
             self.assertEqual((code, errors), (0, ""))
-            for word in ("ssl", "--timeout SECONDS", "--library PATH", "Exit code", "Ctrl+C"):
+            for word in ("ssl", "ipsec", "--timeout SECONDS", "--user-id ID", "--library PATH", "Exit code", "Ctrl+C"):
                 self.assertIn(word, output)
 
     def test_mistakes_are_named(self):
@@ -64,6 +65,11 @@ class CommandLine(SampleHostTestCase):
             (["ssl", "gw", "--verbose"], "there is no option --verbose"),
             (["ssl", "gw", "--library"], "--library needs a value"),
             (["ssl", "gw", "--timeout"], "--timeout needs a value"),
+            (["ipsec", "gw", "--user-id"], "--user-id needs a value"),
+            (["ipsec", "gw/realm"], "gw/realm: give [https://]host[:port]"),
+            (["ipsec", "gw:x"], "gw:x: give [https://]host[:port]"),
+            (["ipsec", "gw:65536"], "gw:65536: give [https://]host[:port]"),
+            (["ipsec", "https://:1"], "https://:1: give [https://]host[:port]"),
         ):
             with self.subTest(message):
                 self.assertEqual(self.host.run(*arguments), (2, "", f"ZeltoSignIn: {message}\n"))
@@ -154,6 +160,31 @@ class SigningIn(SampleHostTestCase):
     def test_port_is_taken(self):
         with socket.create_server(("127.0.0.1", SSO_PORT)):
             self.assert_result(self.sign_in(), 0xA7000009, "ZELTO_AUTH_E_PORT_UNUSABLE")
+
+
+class SigningInForIpsec(SampleHostTestCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.fifo = BrowserFifo(self.host.folder)
+        self.addCleanup(self.fifo.close)
+
+    def test_token_and_user_name_are_printed(self):
+        process = self.host.start("ipsec", GATEWAY, "--user-id", "jörg", fifo=self.fifo.path)
+        self.assertTrue(self.fifo.address().startswith(f"{GATEWAY}/idp/login?flow="))
+        with urllib.request.urlopen(CONTROL + "/log") as log:
+            form = urllib.parse.parse_qs(json.loads(log.readline())["body"])
+        self.assertEqual(form["UID"], ["jörg"])
+        follow_redirect("/?tokenid=some-id_42&username=j%C3%B6rg%20x", int(form["REDIRECT_PORT"][0]))
+        code, output, errors = process.finish()
+        self.assertEqual((code, errors), (0, ""))
+        self.assertIn("\nResult    0x00000000 ZELTO_AUTH_S_OK\n", output)
+        self.assertTrue(output.endswith("\nId        some-id_42\nUser      jörg x\n"), output)
+
+    def test_gateway_that_names_no_page(self):
+        control("/settings", {"fault": "no_marker"})
+        code, output, _ = self.host.run("ipsec", GATEWAY, fifo=self.fifo.path)
+        self.assertEqual(code, 1)
+        self.assertIn("\nResult    0xA7000003 ZELTO_AUTH_E_TIMEOUT\n", output)
 
 
 class Texts(unittest.TestCase):
