@@ -310,9 +310,10 @@ uint32_t SamlAuthClearCookies(void);
  * The trace log holds the gateway's answer and the address of the start page, but neither of the two values. Throws
  * std::system_error (resource_unavailable_try_again) when no thread can be created.
  */
-uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t gatewayPort, const wchar_t* userId,
-                                         uint32_t timeoutMs, wchar_t* tokenBuffer, uint32_t tokenBufferSize,
-                                         wchar_t* userNameBuffer, uint32_t userNameBufferSize, void* exitEvent);
+uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t gatewayPort,
+                                         const wchar_t* userId, uint32_t timeoutMs, wchar_t* tokenBuffer,
+                                         uint32_t tokenBufferSize, wchar_t* userNameBuffer,
+                                         uint32_t userNameBufferSize, void* exitEvent);
 
 #ifdef __cplusplus
 }
