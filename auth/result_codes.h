@@ -19,7 +19,9 @@ inline constexpr std::uint32_t AUTH_E_BUSY = 0xA7000005;          // a sign-in o
 inline constexpr std::uint32_t AUTH_E_CANCELLED = 0xA7000007; // cancelled by the caller, or the wait failed
 inline constexpr std::uint32_t AUTH_E_PORT_UNUSABLE = 0xA7000009; // the browser's local port cannot be bound
 
-// What the SSL-VPN flow answers when the gateway could not be asked: deliberately outside the family above.
+// What the SSL-VPN flow answers when the gateway could not be asked, and the flow for a browser in another session when
+// it got no local port: deliberately outside the family above.
 inline constexpr std::uint32_t kGatewayFailed = 1;
+inline constexpr std::uint32_t kNoLocalPort = 1;
 
 } // namespace zelto

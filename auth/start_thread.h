@@ -58,20 +58,27 @@ unsigned __stdcall RunCallable(void* argument) noexcept {
     return 0;
 }
 
-// Starts `callable` on a new thread, which owns it. The thread keeps the library loaded until it has ended,
-// because the C runtime's _beginthreadex holds a reference on the module of the thread procedure.
+// Starts a thread procedure with its argument, which stays the caller's when this throws. The thread keeps the library
+// loaded until it has ended, because the C runtime's _beginthreadex holds a reference on the module of the thread
+// procedure.
 //
 // Throws std::system_error with the condition resource_unavailable_try_again when no thread can be created.
+inline Thread StartThreadProcedure(unsigned(__stdcall* procedure)(void*), void* argument) {
+    const std::uintptr_t handle = _beginthreadex(nullptr, 0, procedure, argument, 0, nullptr);
+    if (handle == 0) {
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    }
+    return Thread(KernelHandle(reinterpret_cast<HANDLE>(handle)));
+}
+
+// Starts `callable` on a new thread, which owns it. Otherwise as above.
 template <class Callable>
 Thread StartThread(Callable&& callable) {
     using Stored = std::decay_t<Callable>;
     auto stored = std::make_unique<Stored>(std::forward<Callable>(callable));
-    const std::uintptr_t handle = _beginthreadex(nullptr, 0, &RunCallable<Stored>, stored.get(), 0, nullptr);
-    if (handle == 0) {
-        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
-    }
+    Thread thread = StartThreadProcedure(&RunCallable<Stored>, stored.get());
     static_cast<void>(stored.release()); // the thread's own now, and perhaps gone already
-    return Thread(KernelHandle(reinterpret_cast<HANDLE>(handle)));
+    return thread;
 }
 
 } // namespace zelto

@@ -33,4 +33,14 @@ void ParseRemoteGateway(std::wstring_view gateway, std::wstring& szPureUrl, std:
     }
 }
 
+std::wstring GatewayOrigin(std::wstring_view szPureUrl, std::uint32_t dwRemotePort) {
+    std::wstring origin = L"https://";
+    origin += szPureUrl;
+    if (dwRemotePort != 0) {
+        origin += L":";
+        origin += std::to_wstring(dwRemotePort);
+    }
+    return origin;
+}
+
 } // namespace zelto

@@ -18,4 +18,7 @@ namespace zelto {
 void ParseRemoteGateway(std::wstring_view gateway, std::wstring& szPureUrl, std::wstring& szRealm,
                         std::uint32_t& dwRemotePort);
 
+// What every address at the gateway begins with: "https://host[:port]". A port of 0 is left out.
+std::wstring GatewayOrigin(std::wstring_view szPureUrl, std::uint32_t dwRemotePort);
+
 } // namespace zelto

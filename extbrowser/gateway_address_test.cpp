@@ -102,5 +102,10 @@ TEST(ParseRemoteGatewayTest, AnEmptyRealmReplacesTheOldOne) {
     EXPECT_EQ(port, 0u);
 }
 
+TEST(GatewayOriginTest, APortOfZeroIsLeftOut) {
+    EXPECT_EQ(GatewayOrigin(L"gw", 0), L"https://gw");
+    EXPECT_EQ(GatewayOrigin(L"gw", 8443), L"https://gw:8443");
+}
+
 } // namespace
 } // namespace zelto

@@ -58,6 +58,8 @@ extern "C" {
 #define ZELTO_AUTH_E_PORT_UNUSABLE 0xA7000009u
 /* Only GetSslSamlDataExternalBrowser: the gateway did not answer, or named no port for the browser's redirect. */
 #define ZELTO_AUTH_GATEWAY_FAILED 1u
+/* Only SamlAuthGetResponseUsingExternalBrowser: the system gave no local port for the browser's redirect. */
+#define ZELTO_AUTH_NO_LOCAL_PORT ZELTO_AUTH_GATEWAY_FAILED
 
 /*
  * Ends the auth module that is running in this process, if one is: the sign-in that waits for it returns
@@ -314,6 +316,38 @@ uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t ga
                                          const wchar_t* userId, uint32_t timeoutMs, wchar_t* tokenBuffer,
                                          uint32_t tokenBufferSize, wchar_t* userNameBuffer,
                                          uint32_t userNameBufferSize, void* exitEvent);
+
+/*
+ * Signs a user in by SAML in the default browser of the user at the console, for a caller that may run as a service in
+ * another Windows session, and returns the authentication id that the gateway gave the browser. A listener on 127.0.0.1
+ * takes a port that the system chooses; the session utility library starts a command interpreter in the active user
+ * session, which opens the gateway's page in that user's default browser; the listener takes the browser's redirect and
+ * answers it with a page that says so.
+ *
+ *   gatewayUrl              wide, required: [scheme://]host[:port]/page?query, the gateway's SAML start page, for example
+ *                           L"https://vpn.example.com/remote/saml/start?realm=sales". It must have a query already: the
+ *                           two parameters that the library adds are appended with "&". Whatever the scheme says, HTTPS
+ *                           is opened. The first ":" behind the scheme begins the port, wherever it stands.
+ *   ignored                 has no meaning.
+ *   responseBuffer          narrow, required: receives the id. Left as it was when the browser brought none; initialise
+ *                           it, because that is a success all the same.
+ *   responseBufferSize      its size in characters, terminator included. A longer id is cut; with 0 nothing is written.
+ *
+ *   ZELTO_AUTH_S_OK                  the browser came, with or without an id; or the listener failed.
+ *   ZELTO_AUTH_NO_LOCAL_PORT         the system gave no local port.
+ *   ZELTO_AUTH_E_FAILED              out of memory.
+ *   ZELTO_AUTH_E_INVALID_PARAMETER   gatewayUrl or responseBuffer is null.
+ *   ZELTO_AUTH_E_BUSY                another sign-in of this kind is running in this session, in this or another process.
+ *
+ * ENDS THE PROCESS, by std::terminate, when no user session is active or the command cannot be started in it: the
+ * listener that then runs could never be ended. The trace log says which it was. Call it from a process that may end.
+ *
+ * Blocks until a browser has connected to the port, without a time-out and without a way to cancel. The first connection
+ * that ends counts, whoever made it. Connections of browsers stay open until the process ends. The trace log holds the
+ * id. Throws std::system_error (resource_unavailable_try_again) when no thread can be created.
+ */
+uint32_t SamlAuthGetResponseUsingExternalBrowser(const wchar_t* gatewayUrl, uint64_t ignored,
+                                                 char* responseBuffer, uint32_t responseBufferSize);
 
 #ifdef __cplusplus
 }

@@ -47,6 +47,7 @@ LibraryUnderTest::LibraryUnderTest(const std::filesystem::path& library)
     ZELTO_FIND_EXPORT(GetSslSamlDataExternalBrowser);
     ZELTO_FIND_EXPORT(SamlAuthClearCookies);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingElectron);
+    ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingExternalBrowser);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingWebBrowser);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingWebView2);
     ZELTO_FIND_EXPORT(SamlGetResponseUsingExternalAuthProvider);

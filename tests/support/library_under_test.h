@@ -34,6 +34,7 @@ public:
     decltype(&::ClearCookies) ClearCookies;
     decltype(&::SamlAuthClearCookies) SamlAuthClearCookies;
     decltype(&::SamlAuthGetResponseUsingElectron) SamlAuthGetResponseUsingElectron;
+    decltype(&::SamlAuthGetResponseUsingExternalBrowser) SamlAuthGetResponseUsingExternalBrowser;
     decltype(&::SamlAuthGetResponseUsingWebBrowser) SamlAuthGetResponseUsingWebBrowser;
     decltype(&::SamlAuthGetResponseUsingWebView2) SamlAuthGetResponseUsingWebView2;
     decltype(&::SamlGetResponseUsingExternalAuthProvider) SamlGetResponseUsingExternalAuthProvider;

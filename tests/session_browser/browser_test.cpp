@@ -1,0 +1,45 @@
+#include "tests/session_browser/session_sign_in_test.h"
+
+#include <algorithm>
+
+namespace zelto::test {
+namespace {
+
+// How the browser is started.
+class SessionSignInBrowserTest : public SessionSignInTest {
+protected:
+    // The address in front of the two parameters that the library adds.
+    void ExpectOpened(const std::wstring& gatewayUrl, const std::wstring& address) {
+        gatewayUrl_ = gatewayUrl;
+        EXPECT_EQ(SignIn(), 0u);
+        ASSERT_EQ(sessionCalls_.size(), 1u);
+        const std::wstring url = address + L"&redirect=1&redirport=" + std::to_wstring(RedirectPort());
+        EXPECT_EQ(sessionCalls_[0].commandLine, L"cmd.exe /c start \"\" \"" + url + L"\"");
+        const std::string line = "info: Browser opens URL " + std::string(url.begin(), url.end());
+        const std::vector<std::string> log = Log();
+        EXPECT_EQ(std::count(log.begin(), log.end(), line), 1) << line;
+    }
+};
+
+TEST_F(SessionSignInBrowserTest, TheCommandIsStartedInTheActiveSession) {
+    EXPECT_EQ(SignIn(), 0u);
+    ASSERT_EQ(sessionCalls_.size(), 1u);
+    EXPECT_EQ(sessionCalls_[0].session, 7u);
+    EXPECT_EQ(sessionCalls_[0].inherit, 1);
+    EXPECT_TRUE(sessionCalls_[0].othersAreZero);
+}
+
+TEST_F(SessionSignInBrowserTest, AGatewayUrlWithPortAndQuery) {
+    ExpectOpened(L"https://gw:8443/remote/saml/start?realm=x", L"https://gw:8443/remote/saml/start?realm=x");
+}
+
+TEST_F(SessionSignInBrowserTest, AGatewayUrlWithoutAQueryIsNotRepaired) {
+    ExpectOpened(L"https://gw", L"https://gw");
+}
+
+TEST_F(SessionSignInBrowserTest, NothingIsEncoded) {
+    ExpectOpened(L"gw/a b?c=%41&d", L"https://gw/a b?c=%41&d");
+}
+
+} // namespace
+} // namespace zelto::test
