@@ -2,9 +2,9 @@
 # Shows the sign-ins from end to end: scripts/demo.sh [x64|arm64] [FOLDER]
 #
 # Sets up what is missing and builds; then a host program under Wine signs in at a simulated gateway through the real
-# DLL, with Chromium as the user's browser, on each road in turn: for an SSL-VPN tunnel, for an IPsec tunnel. Each ends
-# with the id that the gateway issued and the id that the caller got, and leaves screenshots and logs in a folder of its
-# own in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
+# DLL, with Chromium as the user's browser, on each road in turn: for an SSL-VPN tunnel, for an IPsec tunnel, and with
+# the browser in the user's session. Each ends with the id that the gateway issued and the id that the caller got, and
+# leaves screenshots and logs in a folder of its own in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -55,7 +55,7 @@ if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --
 fi
 say build "build/$arch/bin/ZeltoAuth.dll and ZeltoSignIn.exe"
 
-for road in ssl ipsec; do
+for road in ssl ipsec session; do
     printf '\n'
     say road "$road"
     mkdir -p "$folder/$road"

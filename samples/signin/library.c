@@ -54,7 +54,9 @@ int LoadLibraryAndFunctions(const wchar_t* path, Library* library) {
     }
     library->sslSignIn = (SslSignIn)FindFunction(library->module, "GetSslSamlDataExternalBrowser");
     library->ipsecSignIn = (IpsecSignIn)FindFunction(library->module, "GetIpsecSamlDataExternalBrowser");
-    if (library->sslSignIn == NULL || library->ipsecSignIn == NULL) {
+    library->sessionSignIn =
+        (SessionSignIn)FindFunction(library->module, "SamlAuthGetResponseUsingExternalBrowser");
+    if (library->sslSignIn == NULL || library->ipsecSignIn == NULL || library->sessionSignIn == NULL) {
         UnloadLibrary(library);
         return 0;
     }

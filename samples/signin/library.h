@@ -8,11 +8,14 @@ typedef uint32_t (*SslSignIn)(const wchar_t* gateway, uint32_t maximumTimeoutSec
 typedef uint32_t (*IpsecSignIn)(const wchar_t* gatewayHost, uint32_t gatewayPort, const wchar_t* userId,
                                 uint32_t timeoutMs, wchar_t* tokenBuffer, uint32_t tokenBufferSize,
                                 wchar_t* userNameBuffer, uint32_t userNameBufferSize, void* exitEvent);
+typedef uint32_t (*SessionSignIn)(const wchar_t* gatewayUrl, uint64_t ignored, char* responseBuffer,
+                                  uint32_t responseBufferSize);
 
 typedef struct {
     void* module; // HMODULE
     SslSignIn sslSignIn;
     IpsecSignIn ipsecSignIn;
+    SessionSignIn sessionSignIn;
 } Library;
 
 // Loads the DLL at path, or, when path is null, ZeltoAuth.dll beside this program, and looks the functions

@@ -3,6 +3,7 @@
 #include "command_line.h"
 #include "console.h"
 #include "ipsec_command.h"
+#include "session_command.h"
 #include "ssl_command.h"
 
 #include <windows.h>
@@ -19,6 +20,7 @@ typedef struct {
 static const Command kCommands[] = {
     {L"ssl", RunSslCommand, L"for an SSL-VPN tunnel, in your default browser"},
     {L"ipsec", RunIpsecCommand, L"for an IPsec tunnel, in your default browser"},
+    {L"session", RunSessionCommand, L"as a service, in the browser of the user at the console"},
 };
 enum { kCommandCount = sizeof kCommands / sizeof *kCommands };
 
@@ -29,18 +31,19 @@ static void PrintHelp(FILE* stream) {
     for (int i = 0; i < kCommandCount; ++i) {
         Print(stream, L"  %-18ls %ls\n", kCommands[i].name, kCommands[i].summary);
     }
-    Print(stream,
-          L"\nGATEWAY is [https://]host[:port][/realm], for example https://vpn.example.com:10443/sales\n"
-          L"(ipsec: without a realm)\n\n"
-          L"Options:\n"
-          L"  --timeout SECONDS  how long the sign-in may take, 1 to 86400 (default 120);\n"
-          L"                     the gateway's own limit counts when it is shorter\n"
-          L"  --user-id ID       what the gateway shall know the user by (ipsec; default: sample)\n"
-          L"  --library PATH     the library to load (default: ZeltoAuth.dll beside this program)\n"
-          L"  --help             show this text\n\n"
-          L"Ctrl+C cancels the sign-in; a second Ctrl+C ends the program at once.\n\n"
-          L"Exit code: 0 signed in; 1 not signed in (the result says why and what to do about it);\n"
-          L"2 not tried (wrong command line, or the library cannot be loaded).\n");
+    Print(
+        stream,
+        L"\nGATEWAY is [https://]host[:port][/realm], for example https://vpn.example.com:10443/sales\n"
+        L"(ipsec: without a realm; session: the address of the start page, with its query)\n\n"
+        L"Options:\n"
+        L"  --timeout SECONDS  how long the sign-in may take, 1 to 86400 (default 120);\n"
+        L"                     the gateway's own limit counts when it is shorter\n"
+        L"  --user-id ID       what the gateway shall know the user by (ipsec; default: sample)\n"
+        L"  --library PATH     the library to load (default: ZeltoAuth.dll beside this program)\n"
+        L"  --help             show this text\n\n"
+        L"Ctrl+C cancels the sign-in (session: ends the program); a second Ctrl+C ends the program at once.\n\n"
+        L"Exit code: 0 signed in; 1 not signed in (the result says why and what to do about it);\n"
+        L"2 not tried (wrong command line, or the library cannot be loaded).\n");
 }
 
 static const Command* FindCommand(const wchar_t* name) {

@@ -7,7 +7,7 @@
 static const ResultText kResults[] = {
     {ZELTO_AUTH_S_OK, L"ZELTO_AUTH_S_OK", L"Signed in.", L"Nothing: use the id while it is fresh."},
     {ZELTO_AUTH_GATEWAY_FAILED, L"ZELTO_AUTH_GATEWAY_FAILED",
-     L"The gateway did not answer, or named no port for the browser's redirect.",
+     L"The gateway did not answer, or named no port for the browser's redirect; or the system gave no port.",
      L"Check the address, the network, and that the gateway offers single sign-on."},
     {ZELTO_AUTH_E_FAILED, L"ZELTO_AUTH_E_FAILED", L"No id came back from the browser.",
      L"Try again; if it stays so, read the trace log for the step that failed."},

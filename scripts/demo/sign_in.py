@@ -28,6 +28,7 @@ SECONDS_TO_READ = 2
 # By the name of the road: the host program's arguments, and the heading of the last page.
 ROADS = {
     "ssl": (["ssl", "{gateway}/sales", "--timeout", str(SECONDS)], "VPN Connecting"),
+    "session": (["session", "{gateway}/remote/saml/start?realm=sales"], "ZTNA Connecting"),
     "ipsec": (["ipsec", "{gateway}", "--timeout", str(SECONDS)], "VPN Connecting"),
 }
 

@@ -54,7 +54,7 @@ class CommandLine(SampleHostTestCase):
         for arguments in (["--help"], ["-h"], ["ssl", "--help"]):
             code, output, errors = self.host.run(*arguments)
             self.assertEqual((code, errors), (0, ""))
-            for word in ("ssl", "ipsec", "--timeout SECONDS", "--user-id ID", "--library PATH", "Exit code", "Ctrl+C"):
+            for word in ("ssl", "ipsec", "session", "--timeout SECONDS", "--user-id ID", "--library PATH", "Exit code", "Ctrl+C"):
                 self.assertIn(word, output)
 
     def test_mistakes_are_named(self):
@@ -185,6 +185,21 @@ class SigningInForIpsec(SampleHostTestCase):
         code, output, _ = self.host.run("ipsec", GATEWAY, fifo=self.fifo.path)
         self.assertEqual(code, 1)
         self.assertIn("\nResult    0xA7000003 ZELTO_AUTH_E_TIMEOUT\n", output)
+
+
+class SigningInWithASession(SampleHostTestCase):
+    def test_id_is_printed(self):
+        fifo = BrowserFifo(self.host.folder)
+        self.addCleanup(fifo.close)
+        process = self.host.start("session", f"{GATEWAY}/remote/saml/start?realm=x", fifo=fifo.path)
+        address, _, port = fifo.address().partition("&redirect=1&redirport=")
+        self.assertEqual(address, f"{GATEWAY}/remote/saml/start?realm=x")
+        with socket.create_connection(("127.0.0.1", int(port))) as browser:
+            browser.sendall(b"GET /?id=some-id_42 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n")
+            code, output, errors = process.finish()
+        self.assertEqual((code, errors), (0, ""))
+        self.assertIn("\nResult    0x00000000 ZELTO_AUTH_S_OK\n", output)
+        self.assertTrue(output.endswith("\nId        some-id_42\n"), output)
 
 
 class Texts(unittest.TestCase):
