@@ -45,7 +45,7 @@ Thread StartListener(SignIn& signIn) {
     auto args = std::make_unique<ListenerThreadArgs>(
         ListenerThreadArgs{&signIn.redirectPort, &signIn.timeoutSeconds, &signIn.authId});
     Thread listener = StartThreadProcedure(&ExtBrowserListenerThread, args.get());
-    static_cast<void>(args.release()); // the thread's own now, and perhaps freed already
+    [[maybe_unused]] const auto* given = args.release(); // the thread's own now, and perhaps freed already
     return listener;
 }
 
