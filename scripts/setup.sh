@@ -49,7 +49,7 @@ packages_for() {
                 printf '%s\n' "${packages_installer[@]}"
                 [[ $machine == aarch64 ]] || printf '%s\n' "${packages_arm64[@]}"
                 ;;
-            demo) printf '%s\n' "${packages_demo[@]}" ;;
+            demo) printf '%s\n' "${packages_demo[@]}" "${packages_desktop[@]}" ;;
         esac
     done
 }

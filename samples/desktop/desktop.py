@@ -9,6 +9,7 @@ import pathlib
 import shutil
 import subprocess
 import time
+from typing import Callable
 
 import PIL.Image
 import PIL.ImageGrab
@@ -16,11 +17,28 @@ import PIL.ImageGrab
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 _SCREEN = "1280x900x24"
 _SECONDS = 60
-_FONTS = pathlib.Path("/usr/share/fonts/truetype/open-sans")
-_FONT_FILES = ("OpenSans-Regular.ttf", "OpenSans-Semibold.ttf", "OpenSans-Bold.ttf")
 
-# Wine brings no fonts of its own along: these stand in for the names that programs ask for.
+# The ARM64 Wine has no fonts at all. Marlett holds the signs on a title bar's buttons.
+_FONTS = (
+    "/usr/share/fonts/truetype/open-sans/OpenSans-Regular.ttf",
+    "/usr/share/fonts/truetype/open-sans/OpenSans-Semibold.ttf",
+    "/usr/share/fonts/truetype/open-sans/OpenSans-Bold.ttf",
+    "/usr/share/wine/fonts/marlett.ttf",
+)
 _REPLACED_FONTS = ("MS Shell Dlg", "MS Shell Dlg 2", "Segoe UI", "Tahoma", "MS Sans Serif", "System")
+
+# Windows as they look today, rather than in Wine's colours of 1995.
+_COLOURS = {
+    "ActiveTitle": "238 241 246",
+    "GradientActiveTitle": "238 241 246",
+    "TitleText": "28 36 48",
+    "ActiveBorder": "238 241 246",
+    "ButtonFace": "238 241 246",
+    "ButtonHilight": "238 241 246",
+    "ButtonLight": "238 241 246",
+    "ButtonShadow": "201 208 219",
+    "ButtonDkShadow": "201 208 219",
+}
 
 
 class Desktop:
@@ -56,7 +74,9 @@ class Desktop:
     def wait_for_window(self, title: str) -> str:
         """Waits until a window with this title shows and has the keyboard; returns X's number for it."""
         window = self._do("search", "--sync", "--onlyvisible", "--name", f"^{title}$").split()[-1]
-        self._wait(lambda: self._do("getwindowfocus", check=False).strip() == window, f"{title} to have the focus")
+        self.wait_until(
+            lambda: self._do("getwindowfocus", check=False).strip() == window, f"{title} to have the keyboard"
+        )
         return window
 
     def type(self, text: str) -> None:
@@ -71,39 +91,50 @@ class Desktop:
         """Clicks the left button at this place in the window."""
         self._do("mousemove", "--window", window, str(x), str(y), "click", "1")
 
+    def box_of(self, window: str) -> tuple[int, int, int, int]:
+        """Left, top, right and bottom of the window."""
+        lines = self._do("getwindowgeometry", "--shell", window).splitlines()
+        value = {name: int(number) for name, _, number in (line.partition("=") for line in lines)}
+        return value["X"], value["Y"], value["X"] + value["WIDTH"], value["Y"] + value["HEIGHT"]
+
     def picture_of(self, window: str) -> PIL.Image.Image:
         """The window as it shows now."""
-        geometry = dict(
-            line.split("=") for line in self._do("getwindowgeometry", "--shell", window).splitlines()
-        )
-        left, top = int(geometry["X"]), int(geometry["Y"])
-        box = (left, top, left + int(geometry["WIDTH"]), top + int(geometry["HEIGHT"]))
-        return PIL.ImageGrab.grab(xdisplay=self.environment["DISPLAY"]).crop(box)
+        return PIL.ImageGrab.grab(xdisplay=self.environment["DISPLAY"]).crop(self.box_of(window))
 
     def still_picture_of(self, window: str) -> PIL.Image.Image:
         """The window when it has finished drawing: three pictures in a row were the same."""
-        same, last = 0, self.picture_of(window)
+        pictures = [self.picture_of(window)]
+
+        def is_still() -> bool:
+            pictures.append(self.picture_of(window))
+            return len(pictures) > 2 and pictures[-1] == pictures[-2] == pictures[-3]
+
+        self.wait_until(is_still, "the window to hold still")
+        return pictures[-1]
+
+    def wait_until(self, condition: Callable[[], bool], what: str) -> None:
+        """Asks for the condition again and again; nothing tells of what happens on a display."""
         deadline = time.monotonic() + _SECONDS
-        while same < 2:
+        while not condition():
             if time.monotonic() > deadline:
-                raise TimeoutError("the window never holds still")
-            time.sleep(0.1)
-            now = self.picture_of(window)
-            same = same + 1 if now == last else 0
-            last = now
-        return last
+                raise TimeoutError(f"waited for {what}")
+            time.sleep(0.05)
 
     def _prepare_prefix(self, registry: str) -> None:
         fonts = self.prefix / "drive_c" / "windows" / "Fonts"
         fonts.mkdir(exist_ok=True)
-        for name in _FONT_FILES:
-            shutil.copy(_FONTS / name, fonts)
+        for path in _FONTS:
+            shutil.copy(path, fonts)
         user = self.prefix / "user.reg"
         text = user.read_text()
         if '"Graphics"="null"' not in text:
             raise RuntimeError(f"{user} does not look as set-up leaves it")
         text = text.replace('"Graphics"="null"', '"Graphics"="x11"')
-        user.write_text(f'{text}\n[Software\\\\Wine\\\\X11 Driver]\n"Managed"="N"\n{registry}')
+        colours = "".join(f'"{name}"="{value}"\n' for name, value in _COLOURS.items())
+        user.write_text(
+            f'{text}\n[Software\\\\Wine\\\\X11 Driver]\n"Managed"="N"\n'
+            f"\n[Control Panel\\\\Colors]\n{colours}\n{registry}"
+        )
         names = "".join(f'"{name}"="Open Sans"\n' for name in _REPLACED_FONTS)
         with (self.prefix / "system.reg").open("a") as system:
             key = r"Software\\Microsoft\\Windows NT\\CurrentVersion\\FontSubstitutes"
@@ -126,10 +157,3 @@ class Desktop:
         if check and result.returncode != 0:
             raise RuntimeError(f"xdotool {' '.join(words)}: {result.stderr.strip()}")
         return result.stdout
-
-    def _wait(self, condition, what: str) -> None:
-        deadline = time.monotonic() + _SECONDS
-        while not condition():
-            if time.monotonic() > deadline:
-                raise TimeoutError(f"waited for {what}")
-            time.sleep(0.05)

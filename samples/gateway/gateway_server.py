@@ -17,6 +17,7 @@ from identity_provider import LOGIN_PATH, IdentityProvider
 from remote_info import remote_info
 from request_log import RequestLog
 from saml_login import saml_login
+from saml_response import SAML_PATH, check_saml_login, show_saml_login
 from settings import Settings
 
 _IDLE_SECONDS = 20.0
@@ -122,6 +123,8 @@ class GatewayServer:
             ),
             ("GET", LOGIN_PATH): lambda: self._identity_provider.show_login(query),
             ("POST", LOGIN_PATH): lambda: self._identity_provider.check_login(query, body, settings),
+            ("GET", SAML_PATH): show_saml_login,
+            ("POST", SAML_PATH): lambda: check_saml_login(body, settings),
         }
         if (method, path) in known:
             return known[method, path]()
@@ -192,7 +195,7 @@ def joined(headers: email.message.Message) -> dict[str, str]:
 def loggable(path: str, body: bytes) -> str:
     """The body as text; a password that somebody typed stays out of the log."""
     text = body.decode("utf-8", "backslashreplace")
-    if path != LOGIN_PATH:
+    if path not in (LOGIN_PATH, SAML_PATH):
         return text
     fields = urllib.parse.parse_qsl(text, keep_blank_values=True)
     return urllib.parse.urlencode(

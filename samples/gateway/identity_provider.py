@@ -14,6 +14,7 @@ import urllib.parse
 from answer import Answer, page, redirect
 
 LOGIN_PATH = "/idp/login"
+WRONG_CREDENTIALS = "The user name or the password is wrong."
 _MOST_FLOWS = 1_000
 
 
@@ -52,14 +53,14 @@ class IdentityProvider:
             self._flows[number] = flow
             if len(self._flows) > _MOST_FLOWS:
                 self._flows.popitem(last=False)
-        return f"{LOGIN_PATH}?flow={number}"
+        return _address(number)
 
     def show_login(self, query: str) -> Answer:
         number = _number_of(query)
         flow = self._flow(number)
         if flow is None:
             return _refusal(410, "This sign-in has expired. Start it again from your client.")
-        return _login_page(200, number, flow.realm)
+        return login_page(200, _address(number), flow.realm)
 
     def check_login(self, query: str, body: bytes, settings: dict) -> Answer:
         """Good credentials end the flow and send the browser, with a fresh id, to the client's listener."""
@@ -67,12 +68,9 @@ class IdentityProvider:
         flow = self._flow(number)
         if flow is None:
             return _refusal(410, "This sign-in has expired. Start it again from your client.")
-        fields = urllib.parse.parse_qs(body.decode("utf-8", "replace"), keep_blank_values=True)
-        user = fields.get("username", [""])[0]
-        password = fields.get("password", [""])[0]
-        expected = settings["users"].get(user)
-        if expected is None or not hmac.compare_digest(expected.encode(), password.encode()):
-            return _login_page(401, number, flow.realm, user, "The user name or the password is wrong.")
+        user, right = credentials_of(body, settings)
+        if not right:
+            return login_page(401, _address(number), flow.realm, user, WRONG_CREDENTIALS)
         with self._lock:
             if self._flows.pop(number, None) is None:
                 return _refusal(410, "This sign-in has been completed already.")
@@ -103,11 +101,25 @@ def _encoded(user: str, encoding: str) -> str:
     return urllib.parse.quote(user, safe="")
 
 
-def _login_page(status: int, number: str, realm: str, user: str = "", error: str = "") -> Answer:
+def _address(number: str) -> str:
+    return f"{LOGIN_PATH}?flow={number}"
+
+
+def credentials_of(body: bytes, settings: dict) -> tuple[str, bool]:
+    """The user name in a posted login form, and whether the password in it is his."""
+    fields = urllib.parse.parse_qs(body.decode("utf-8", "replace"), keep_blank_values=True)
+    user = fields.get("username", [""])[0]
+    password = fields.get("password", [""])[0]
+    expected = settings["users"].get(user)
+    return user, expected is not None and hmac.compare_digest(expected.encode(), password.encode())
+
+
+def login_page(status: int, address: str, realm: str = "", user: str = "", error: str = "") -> Answer:
+    """The form, which posts to this address."""
     return page(
         status,
         "login.html",
-        action=html.escape(f"{LOGIN_PATH}?flow={number}"),
+        action=html.escape(address),
         realm=f'<p class="realm">Realm <b>{html.escape(realm)}</b></p>' if realm else "",
         user=html.escape(user),
         error=f'<p class="error" role="alert">{html.escape(error)}</p>' if error else "",

@@ -23,5 +23,8 @@ readonly packages_arm64=(qemu-user-static)
 # A browser that scripts drive, at a gateway that Python simulates.
 readonly packages_demo=(chromium chromium-driver python3-selenium)
 
+# A desktop for dialogs, and keys pressed on it; fonts, which neither Wine has.
+readonly packages_desktop=(xvfb xdotool python3-pil fonts-open-sans fonts-wine)
+
 # Making an MSI.
 readonly packages_installer=(wixl)

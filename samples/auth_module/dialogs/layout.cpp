@@ -96,6 +96,7 @@ Layout ArrangePrompt(const LayoutInput& input) {
     }
     if (input.messageHeight > 0) {
         layout.message = column.Add(input.messageHeight);
+        column.Space(kBelowField);
     }
     column.Space(kAboveButtons - kBelowField);
     AddButtons(column, input, layout);

@@ -72,7 +72,7 @@ TEST(Layout, WhatIsNotThereTakesNoRoom) {
     const int whole = ArrangePrompt(input).height;
     input.messageHeight = 0;
     const Layout layout = ArrangePrompt(input);
-    EXPECT_EQ(layout.height, whole - input.lineHeight);
+    EXPECT_LT(layout.height, whole - input.lineHeight);
     EXPECT_EQ(layout.message.height, 0);
     input.descriptionHeight = 0;
     EXPECT_LT(ArrangePrompt(input).height, layout.height - 3 * input.lineHeight);

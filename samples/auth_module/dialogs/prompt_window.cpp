@@ -57,6 +57,14 @@ void DrawFrame(HDC context, RECT area, COLORREF colour, int thickness) {
     }
 }
 
+// Where windows may be: the monitor without its task bar.
+RECT WorkArea(HMONITOR monitor) {
+    MONITORINFO info{};
+    info.cbSize = sizeof(info);
+    GetMonitorInfoW(monitor, &info);
+    return info.rcWork;
+}
+
 std::wstring TextOf(HWND control) {
     std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(control)) + 1, L'\0');
     const int length = GetWindowTextW(control, text.data(), static_cast<int>(text.size()));
@@ -342,12 +350,17 @@ void PromptWindow::Arrange() {
     }
 }
 
-// Keeps the upper left corner where it is.
+// Keeps the upper left corner where it is, as far as the monitor has room below it.
 void PromptWindow::Resize() {
     RECT area{0, 0, layout_.width, layout_.height};
     AdjustWindowRectExForDpi(&area, kStyle, FALSE, kExtendedStyle, dpi_);
-    SetWindowPos(window_, nullptr, 0, 0, area.right - area.left, area.bottom - area.top,
-                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    const LONG height = area.bottom - area.top;
+    RECT window{};
+    GetWindowRect(window_, &window);
+    const RECT work = WorkArea(MonitorFromWindow(window_, MONITOR_DEFAULTTONEAREST));
+    const LONG top = std::max(work.top, std::min(window.top, work.bottom - height));
+    SetWindowPos(window_, nullptr, window.left, top, area.right - area.left, height,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
     InvalidateRect(window_, nullptr, TRUE);
 }
 
@@ -355,12 +368,9 @@ void PromptWindow::Resize() {
 void PromptWindow::Centre() const {
     POINT cursor{};
     GetCursorPos(&cursor);
-    MONITORINFO monitor{};
-    monitor.cbSize = sizeof(monitor);
-    GetMonitorInfoW(MonitorFromPoint(cursor, MONITOR_DEFAULTTOPRIMARY), &monitor);
+    const RECT work = WorkArea(MonitorFromPoint(cursor, MONITOR_DEFAULTTOPRIMARY));
     RECT window{};
     GetWindowRect(window_, &window);
-    const RECT& work = monitor.rcWork;
     const LONG x = work.left + (work.right - work.left - (window.right - window.left)) / 2;
     const LONG y = work.top + (work.bottom - work.top - (window.bottom - window.top)) / 2;
     SetWindowPos(window_, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
