@@ -120,13 +120,14 @@ SamlSignIn ReadAnswer(HINTERNET request) {
     if (status == HTTP_STATUS_DENIED) {
         return Failed(L"The user name or the password is wrong.");
     }
+    std::string serverIp = ServerIpOf(request); // while there is a connection: it may end with the body
     std::string page = BodyOf(request);
     const WipeAtEnd wipePage(page);
     std::optional<std::string> response = SamlResponseIn(page);
     if (status != HTTP_STATUS_OK || !response) {
         return Failed(L"The identity provider gave no response (status " + std::to_wstring(status) + L").");
     }
-    return {std::move(*response), ServerIpOf(request), {}};
+    return {std::move(*response), std::move(serverIp), {}};
 }
 
 } // namespace

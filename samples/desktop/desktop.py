@@ -71,11 +71,15 @@ class Desktop:
         self._display.wait(_SECONDS)
         self._display.stdout.close()
 
-    def wait_for_window(self, title: str) -> str:
-        """Waits until a window with this title shows and has the keyboard; returns X's number for it."""
-        window = self._do("search", "--sync", "--onlyvisible", "--name", f"^{title}$").split()[-1]
+    def wait_for_window(self, program: str) -> str:
+        """Waits until a window of this program shows and has the keyboard; returns X's number for it.
+
+        (By its title it would not be found: the ARM64 Wine lacks what setting X's window titles takes.)
+        """
+        window = self._do("search", "--sync", "--onlyvisible", "--class", f"^{program}$").split()[-1]
         self.wait_until(
-            lambda: self._do("getwindowfocus", check=False).strip() == window, f"{title} to have the keyboard"
+            lambda: self._do("getwindowfocus", check=False).strip() == window,
+            f"{program} to have the keyboard",
         )
         return window
 

@@ -10,7 +10,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "samples" /
 from desktop import Desktop
 from module_process import Modules, Running
 
-TITLE = "ZeltoClient"
+PROGRAM = "ZeltoAuth.exe"
 TIMEOUT = 100
 
 
@@ -33,7 +33,7 @@ class DesktopTestCase(unittest.TestCase):
         """Starts the module; returns it and the number of its window when that has the keyboard."""
         running = self.modules.start_with(options)
         self.addCleanup(running.end)
-        return running, self.desktop.wait_for_window(TITLE)
+        return running, self.desktop.wait_for_window(PROGRAM)
 
     def height_of(self, window: str) -> int:
         _, top, _, bottom = self.desktop.box_of(window)
