@@ -37,10 +37,12 @@ class Result:
             raise AssertionError("there is something behind the text")
         return base64.b64decode(text, validate=True)
 
+    def key(self) -> bytes:
+        return hashlib.sha256(str(self.receiver).encode()).digest()[:16]
+
     def answer(self) -> bytes:
         record = self.record()
-        key = hashlib.sha256(str(self.receiver).encode()).digest()[:16]
-        decryptor = Cipher(algorithms.AES(key), modes.CBC(record[:16])).decryptor()
+        decryptor = Cipher(algorithms.AES(self.key()), modes.CBC(record[:16])).decryptor()
         padded = decryptor.update(record[16:]) + decryptor.finalize()
         unpadder = padding.PKCS7(128).unpadder()
         return unpadder.update(padded) + unpadder.finalize()

@@ -1,6 +1,7 @@
 """script_test.py MODULE HOST [EMULATOR …]: answers by a script, records, exit codes."""
 
 import pathlib
+import re
 import sys
 import time
 import unittest
@@ -62,6 +63,17 @@ class Records(ScriptTestCase):
     def test_an_answer_too_long_is_not_written(self):
         result = self.run_script("answer " + "c" * (LARGEST_ANSWER + 1))
         self.assertEqual((result.exit_code, result.block), (ANSWER_LOST, bytes(BLOCK_SIZE)))
+
+
+    def test_example_of_the_documentation(self):
+        document = pathlib.Path(__file__).resolve().parents[2].joinpath("docs", "auth-module.md").read_text()
+        key, record, text = re.search(
+            r"^    key +(\w+)\n    record +(\w+)\n    text +(\S+)$", document, re.MULTILINE
+        ).groups()
+        result = Result(292, ANSWERED, text.encode().ljust(BLOCK_SIZE, b"\0"))
+        self.assertEqual(result.key().hex(), key)
+        self.assertEqual(result.record().hex(), record)
+        self.assertEqual(result.answer(), b"alice\nsecret\n")
 
 
 class Scripts(ScriptTestCase):
