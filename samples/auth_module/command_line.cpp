@@ -110,8 +110,8 @@ std::optional<Tail> ReadTail(std::wstring_view text) {
     return tail;
 }
 
-// The description is the last quoted value, and nothing behind it holds a quote: whatever quotes it holds itself, the
-// last one of the line ends it, unless the line was cut off before that.
+// The description is the last quoted value, and nothing behind it holds a quote: whatever quotes it holds
+// itself, the last one of the line ends it, unless the line was cut off before that.
 void ReadDescriptionAndTail(std::wstring_view text, Request& request) {
     const std::size_t quote = text.rfind(L'"');
     const std::optional<Tail> tail =

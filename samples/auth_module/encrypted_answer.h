@@ -7,8 +7,9 @@
 
 namespace authmodule {
 
-// The text for the block: base64 of a fresh random initialisation vector and the encrypted answer, under the key that
-// the library derives from the same handle value. None when the answer does not fit, or Windows refuses.
+// The text for the block: base64 of a fresh random initialisation vector and the encrypted answer, under the
+// key that the library derives from the same handle value. None when the answer does not fit, or Windows
+// refuses.
 std::optional<std::string> EncryptAnswer(std::string_view answer, std::uint64_t receiver);
 
 } // namespace authmodule

@@ -1,5 +1,5 @@
-// ZeltoAuth.exe, also built as Zeltoclient.exe: a sample of the program that the library starts to ask the user.
-// docs/auth-module.md is the contract between the two. Nothing of the library's code is in here.
+// ZeltoAuth.exe, also built as Zeltoclient.exe: a sample of the program that the library starts to ask the
+// user. docs/auth-module.md is the contract between the two. Nothing of the library's code is in here.
 
 #include "command_line.h"
 #include "encrypted_answer.h"

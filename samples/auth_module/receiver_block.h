@@ -18,8 +18,8 @@ public:
     ReceiverBlock& operator=(const ReceiverBlock&) = delete;
     ~ReceiverBlock();
 
-    // Puts the bytes at the block's start, as many of them as it holds. The block came filled with zeros, so a text
-    // that leaves room is terminated.
+    // Puts the bytes at the block's start, as many of them as it holds. The block came filled with zeros, so
+    // a text that leaves room is terminated.
     void Write(std::string_view bytes);
 
 private:

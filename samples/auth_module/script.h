@@ -8,8 +8,8 @@
 
 namespace authmodule {
 
-// A script answers for the user. One step a line, done in order; empty lines and those that begin with "#" count for
-// nothing. The program ends with exit code 0 behind the last step.
+// A script answers for the user. One step a line, done in order; empty lines and those that begin with "#"
+// count for nothing. The program ends with exit code 0 behind the last step.
 struct Delay {
     std::uint32_t milliseconds = 0;
 };

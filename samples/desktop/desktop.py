@@ -1,5 +1,5 @@
-"""Plays the user at a desktop: an X display of its own, a Wine prefix whose programs show their windows on it,
-real key presses, and pictures.
+"""Plays the user at a desktop: an X display, a Wine prefix whose programs show their windows on it, real key
+presses, and pictures.
 
 There is no window manager: Wine draws the title bars and moves the focus itself.
 """

@@ -2,9 +2,9 @@
 //
 //   module_host.exe MODULE COMMAND_LINE_FILE BLOCK_FILE
 //
-// makes the block, starts MODULE with the command line in the file (UTF-8; @RECEIVER@ in it stands for the value of the
-// block's handle), waits for its end, puts the block's bytes into BLOCK_FILE and prints two lines, "receiver" and "exit"
-// with a number each.
+// makes the block, starts MODULE with the command line in the file (UTF-8; @RECEIVER@ in it stands for the
+// value of the block's handle), waits for its end, puts the block's bytes into BLOCK_FILE and prints two
+// lines, "receiver" and "exit" with a number each.
 //
 //   module_host.exe --add-certificate FILE
 //

@@ -51,10 +51,10 @@ class Result:
 class Modules:
     """Starts auth modules; `program` and `host` are the built programs, `emulator` runs them."""
 
-    def __init__(self, program: str, host: str, emulator: list[str], environment: dict[str, str] | None = None):
+    def __init__(self, program: str, host: str, emulator: list[str], environment: dict[str, str]):
         self.program = program
         self._command = [*emulator, host]
-        self._environment = {**os.environ, **(environment or {})}
+        self._environment = {**os.environ, **environment}
         # Beside the programs: they can reach it, whatever they can reach.
         self._folder = tempfile.TemporaryDirectory(prefix="module-", dir=pathlib.Path(host).parent)
         self.folder = pathlib.Path(self._folder.name)

@@ -24,7 +24,7 @@ LARGEST_ANSWER = 49_119
 
 class ScriptTestCase(unittest.TestCase):
     def setUp(self) -> None:
-        self.modules = Modules(sys.argv[1], sys.argv[2], sys.argv[3:])
+        self.modules = Modules(sys.argv[1], sys.argv[2], sys.argv[3:], {})
         self.addCleanup(self.modules.close)
 
     def script(self, text: str) -> str:
@@ -113,7 +113,11 @@ class Scripts(ScriptTestCase):
 
 class CommandLines(ScriptTestCase):
     def test_command_line_of_somebody_else(self):
-        for line in ("", " --receiver=@RECEIVER@ " + OPTIONS, " --provider-name=x --receiver=@RECEIVER@ --object=y"):
+        for line in (
+            "",
+            f" --receiver=@RECEIVER@ {OPTIONS}",
+            " --provider-name=x --receiver=@RECEIVER@ --object=y",
+        ):
             with self.subTest(line):
                 self.assertEqual(self.modules.start(line).finish().exit_code, COMMAND_LINE)
 

@@ -27,9 +27,9 @@ struct Prompt {
     Fields fields;
     std::uint32_t timeoutSeconds = 0;
 
-    // What is done with the answers while the dialog still shows; may be missing. Runs on another thread, and goes on
-    // there when the user cancels meanwhile: it must own what it uses. Returns a sentence for the user, who may then
-    // try again, or an empty text when all is well.
+    // What is done with the answers while the dialog still shows; may be missing. Runs on another thread, and
+    // goes on there when the user cancels meanwhile: it must own what it uses. Returns a sentence for the
+    // user, who may then try again, or an empty text when all is well.
     std::function<std::wstring(const Fields&)> submit;
 };
 

@@ -4,8 +4,8 @@
 
 namespace authmodule {
 
-// Shows the prompt until the user has answered or cancelled, or the time is up. Afterwards the fields hold what the
-// user gave. Enter is OK, Escape is Cancel; nothing can be answered while a text is empty.
+// Shows the prompt until the user has answered or cancelled, or the time is up. Afterwards the fields hold
+// what the user gave. Enter is OK, Escape is Cancel; nothing can be answered while a text is empty.
 Outcome ShowPrompt(Prompt& prompt);
 
 } // namespace authmodule

@@ -25,22 +25,21 @@ struct Submission {
 };
 
 void CALLBACK Run(PTP_CALLBACK_INSTANCE, void* context) {
-    std::unique_ptr<Submission> submission(static_cast<Submission*>(context));
+    auto* const submission = static_cast<Submission*>(context);
     submission->result = submission->prompt.submit(submission->prompt.fields);
-    if (PostMessageW(submission->window, submission->message, 0,
-                     reinterpret_cast<LPARAM>(submission.get()))) {
-        static_cast<void>(submission.release()); // the window's from here on
+    if (!PostMessageW(submission->window, submission->message, 0, reinterpret_cast<LPARAM>(submission))) {
+        delete submission; // there is no window any more that could take it over
     }
 }
 
 } // namespace
 
 bool StartSubmission(const Prompt& prompt, HWND window, UINT message) {
-    auto submission = std::make_unique<Submission>(prompt, window, message);
-    if (!TrySubmitThreadpoolCallback(Run, submission.get(), nullptr)) {
+    auto* const submission = new Submission(prompt, window, message);
+    if (!TrySubmitThreadpoolCallback(Run, submission, nullptr)) {
+        delete submission;
         return false;
     }
-    static_cast<void>(submission.release()); // the callback's from here on
     return true;
 }
 

@@ -6,8 +6,8 @@
 
 namespace authmodule {
 
-// Has prompt.submit work on a copy of the fields on a thread of the system's pool. When it is done, `window` gets
-// `message` with a pointer in lParam that EndSubmission takes over. False when no thread could be had.
+// Has prompt.submit work on a copy of the fields on a thread of the system's pool. When it is done, `window`
+// gets `message` with a pointer in lParam that EndSubmission takes over. False when no thread could be had.
 bool StartSubmission(const Prompt& prompt, HWND window, UINT message);
 
 // What submit has returned.
