@@ -42,8 +42,8 @@ std::string ThumbprintOf(PCCERT_CONTEXT certificate) {
 }
 
 Certificate Describe(PCCERT_CONTEXT certificate) {
-    return {NameOf(certificate, 0) + L" (" + NameOf(certificate, CERT_NAME_ISSUER_FLAG) + L", until " +
-                LastDayOf(certificate) + L")",
+    return {NameOf(certificate, 0) + L", until " + LastDayOf(certificate) + L", issued by " +
+                NameOf(certificate, CERT_NAME_ISSUER_FLAG),
             ThumbprintOf(certificate)};
 }
 

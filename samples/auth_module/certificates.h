@@ -6,7 +6,7 @@
 namespace authmodule {
 
 struct Certificate {
-    std::wstring name;      // for people: whom it is for, who issued it, until when it is valid
+    std::wstring name;      // for people: whom it is for, until when it is valid, who issued it
     std::string thumbprint; // 40 hexadecimal digits, upper case
 };
 

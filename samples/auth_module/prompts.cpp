@@ -73,7 +73,7 @@ Outcome AskBasic(const Request& request, std::string& answer) {
 
 Outcome AskTwoFactor(const Request& request, std::string& answer) {
     Prompt prompt = NewPrompt(request, L"Enter your code", L"OK");
-    prompt.fields.push_back({FieldKind::Password, L"Code", {}, {}, 0});
+    prompt.fields.push_back({FieldKind::Text, L"Code", {}, {}, 0});
     const Outcome outcome = ShowPrompt(prompt);
     if (outcome == Outcome::Answered) {
         answer = ToUtf8(prompt.fields[0].text);

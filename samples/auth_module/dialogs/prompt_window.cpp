@@ -2,7 +2,9 @@
 
 #include "../wipe.h"
 #include "appearance.h"
+#include "control_text.h"
 #include "countdown.h"
+#include "drawing.h"
 #include "layout.h"
 #include "submission.h"
 
@@ -43,33 +45,12 @@ void Place(HWND control, const Box& box) {
     SetWindowPos(control, nullptr, box.x, box.y, box.width, box.height, SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-void Fill(HDC context, const RECT& area, COLORREF colour) {
-    SetDCBrushColor(context, colour);
-    FillRect(context, &area, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
-}
-
-// A frame of this many pixels along the area's inner edge.
-void DrawFrame(HDC context, RECT area, COLORREF colour, int thickness) {
-    SetDCBrushColor(context, colour);
-    for (int i = 0; i < thickness; ++i) {
-        FrameRect(context, &area, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
-        InflateRect(&area, -1, -1);
-    }
-}
-
 // Where windows may be: the monitor without its task bar.
 RECT WorkArea(HMONITOR monitor) {
     MONITORINFO info{};
     info.cbSize = sizeof(info);
     GetMonitorInfoW(monitor, &info);
     return info.rcWork;
-}
-
-std::wstring TextOf(HWND control) {
-    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(control)) + 1, L'\0');
-    const int length = GetWindowTextW(control, text.data(), static_cast<int>(text.size()));
-    text.resize(static_cast<std::size_t>(length));
-    return text;
 }
 
 class PromptWindow {
@@ -94,8 +75,6 @@ private:
     void Centre() const;
     void Paint() const;
     void DrawItem(const DRAWITEMSTRUCT& item) const;
-    void DrawButton(const DRAWITEMSTRUCT& item) const;
-    void DrawRow(const DRAWITEMSTRUCT& item) const;
     LRESULT ColourControl(HDC context, HWND control) const;
     bool IsField(HWND control) const;
 
@@ -380,57 +359,19 @@ void PromptWindow::Centre() const {
 void PromptWindow::Paint() const {
     PAINTSTRUCT paint;
     const HDC context = BeginPaint(window_, &paint);
-    const int line = std::max(1, MulDiv(1, static_cast<int>(dpi_), 96));
     for (std::size_t i = 0; i < fields_.size(); ++i) {
         const bool focused = GetFocus() == fields_[i].control;
-        const RECT frame = ToRect(layout_.fields[i].frame);
-        Fill(context, frame, colours_.field);
-        DrawFrame(context, frame, focused ? colours_.accent : colours_.line, focused ? 2 * line : line);
+        DrawField(context, ToRect(layout_.fields[i].frame), focused, colours_, dpi_);
     }
     EndPaint(window_, &paint);
 }
 
 void PromptWindow::DrawItem(const DRAWITEMSTRUCT& item) const {
-    SetBkMode(item.hDC, TRANSPARENT);
     if (item.CtlType == ODT_BUTTON) {
-        DrawButton(item);
-    } else if (item.itemID != static_cast<UINT>(-1)) {
-        DrawRow(item);
+        DrawButton(item, item.hwndItem == ok_, colours_, dpi_);
+    } else {
+        DrawRow(item, colours_, dpi_);
     }
-}
-
-void PromptWindow::DrawButton(const DRAWITEMSTRUCT& item) const {
-    const bool primary = item.hwndItem == ok_;
-    const bool disabled = (item.itemState & ODS_DISABLED) != 0;
-    const bool pressed = (item.itemState & ODS_SELECTED) != 0;
-    const int line = std::max(1, MulDiv(1, static_cast<int>(dpi_), 96));
-    const COLORREF back = !primary || disabled ? colours_.back : colours_.accent;
-    const COLORREF text = primary && !disabled ? colours_.onAccent : disabled ? colours_.soft : colours_.text;
-    RECT area = item.rcItem;
-    Fill(item.hDC, area, back);
-    DrawFrame(item.hDC, area, primary && !disabled ? colours_.accent : colours_.line, line);
-    if ((item.itemState & ODS_FOCUS) != 0) {
-        DrawFrame(item.hDC, area, primary ? colours_.text : colours_.accent, 2 * line);
-    }
-    if (pressed) {
-        OffsetRect(&area, line, line);
-    }
-    SetTextColor(item.hDC, text);
-    const std::wstring caption = TextOf(item.hwndItem);
-    DrawTextW(item.hDC, caption.c_str(), -1, &area, DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
-}
-
-void PromptWindow::DrawRow(const DRAWITEMSTRUCT& item) const {
-    const auto length = static_cast<std::size_t>(SendMessageW(item.hwndItem, LB_GETTEXTLEN, item.itemID, 0));
-    std::wstring text(length + 1, L'\0');
-    SendMessageW(item.hwndItem, LB_GETTEXT, item.itemID, reinterpret_cast<LPARAM>(text.data()));
-    const bool selected = (item.itemState & ODS_SELECTED) != 0;
-    RECT area = item.rcItem;
-    Fill(item.hDC, area, selected ? colours_.accent : colours_.field);
-    SetTextColor(item.hDC, selected ? colours_.onAccent : colours_.text);
-    InflateRect(&area, -MulDiv(8, static_cast<int>(dpi_), 96), 0);
-    DrawTextW(item.hDC, text.c_str(), -1, &area,
-              DT_LEFT | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
 }
 
 bool PromptWindow::IsField(HWND control) const {
