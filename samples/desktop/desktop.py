@@ -76,12 +76,16 @@ class Desktop:
 
         (By its title it would not be found: the ARM64 Wine lacks what setting X's window titles takes.)
         """
-        window = self._do("search", "--sync", "--onlyvisible", "--class", f"^{program}$").split()[-1]
-        self.wait_until(
-            lambda: self._do("getwindowfocus", check=False).strip() == window,
-            f"{program} to have the keyboard",
-        )
-        return window
+        found: list[str] = []
+
+        def has_keyboard() -> bool:
+            # The search fails when a window ends under its eyes, and when it finds none.
+            windows = self._do("search", "--onlyvisible", "--class", f"^{program}$", check=False).split()
+            found[:] = [self._do("getwindowfocus", check=False).strip()]
+            return found[0] in windows
+
+        self.wait_until(has_keyboard, f"a window of {program}")
+        return found[0]
 
     def type(self, text: str) -> None:
         """Presses the keys of an English keyboard that give this text."""
