@@ -11,7 +11,7 @@ foreach(library ${libraries})
     target_sources(ZeltoAuth PRIVATE $<TARGET_OBJECTS:zelto_${library}_objects>)
 endforeach()
 target_link_libraries(ZeltoAuth PRIVATE zelto_compiler
-    ZeltoSession winhttp wininet ws2_32 shell32 advapi32 bcrypt crypt32 dbghelp)
+    ZeltoSession msi winhttp wininet ws2_32 shell32 advapi32 bcrypt crypt32 dbghelp)
 set_target_properties(ZeltoAuth PROPERTIES
     PREFIX ""
     IMPORT_PREFIX ""

@@ -349,6 +349,31 @@ uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t ga
 uint32_t SamlAuthGetResponseUsingExternalBrowser(const wchar_t* gatewayUrl, uint64_t ignored,
                                                  char* responseBuffer, uint32_t responseBufferSize);
 
+/*
+ * Fetches an Azure access token: runs the client's token program, "AzureToken2.exe", as a child of the calling process
+ * and returns what it writes behind the first "|". The program is found through the client's registration with Windows
+ * Installer, in whatever folder the client is installed.
+ *
+ *   clientId             wide, required: the application's (client) id.
+ *   tenantName           wide, required: the tenant.
+ *   reserved             not used; pass 0.
+ *   responseBuffer       narrow, required: receives the token. Written on success only.
+ *   responseBufferSize   its size in characters, terminator included. A token that does not fit leaves the empty string;
+ *                        the result is ZELTO_AUTH_S_OK all the same. Tokens have some thousand characters.
+ *
+ *   ZELTO_AUTH_S_OK                  the token is in responseBuffer. It may be empty.
+ *   ZELTO_AUTH_E_FAILED              the token program is not installed, could not be started, or wrote no "|".
+ *   ZELTO_AUTH_E_INVALID_PARAMETER   clientId, tenantName or responseBuffer is null.
+ *
+ * The two texts become part of the program's command line as they are, without quotation marks: pass none that comes
+ * from a stranger. The log holds that command line, never the token.
+ *
+ * Blocks until the token program has ended, however long that takes. The program inherits every inheritable handle of
+ * the calling process.
+ */
+uint32_t SamlAuthGetAzureToken(const wchar_t* clientId, const wchar_t* tenantName, uint64_t reserved,
+                               char* responseBuffer, uint32_t responseBufferSize);
+
 #ifdef __cplusplus
 }
 #endif

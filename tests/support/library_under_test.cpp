@@ -46,6 +46,7 @@ LibraryUnderTest::LibraryUnderTest(const std::filesystem::path& library)
     ZELTO_FIND_EXPORT(GetIpsecSamlDataExternalBrowser);
     ZELTO_FIND_EXPORT(GetSslSamlDataExternalBrowser);
     ZELTO_FIND_EXPORT(SamlAuthClearCookies);
+    ZELTO_FIND_EXPORT(SamlAuthGetAzureToken);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingElectron);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingExternalBrowser);
     ZELTO_FIND_EXPORT(SamlAuthGetResponseUsingWebBrowser);

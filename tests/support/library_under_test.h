@@ -33,6 +33,7 @@ public:
     decltype(&::GetSslSamlDataExternalBrowser) GetSslSamlDataExternalBrowser;
     decltype(&::ClearCookies) ClearCookies;
     decltype(&::SamlAuthClearCookies) SamlAuthClearCookies;
+    decltype(&::SamlAuthGetAzureToken) SamlAuthGetAzureToken;
     decltype(&::SamlAuthGetResponseUsingElectron) SamlAuthGetResponseUsingElectron;
     decltype(&::SamlAuthGetResponseUsingExternalBrowser) SamlAuthGetResponseUsingExternalBrowser;
     decltype(&::SamlAuthGetResponseUsingWebBrowser) SamlAuthGetResponseUsingWebBrowser;

@@ -1,0 +1,111 @@
+#include "cleanup/token_process.h"
+
+#include "trace/trace.h"
+
+#include <windows.h>
+
+namespace zelto {
+namespace {
+
+constexpr DWORD kChunk = 2048; // bytes per read
+
+bool CreateInheritablePipe(KernelHandle& read, KernelHandle& write) noexcept {
+    SECURITY_ATTRIBUTES attributes = {};
+    attributes.nLength = sizeof(attributes);
+    attributes.bInheritHandle = TRUE;
+    static_assert(sizeof(attributes) == 24);
+
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &attributes, 0)) {
+        const DWORD error = GetLastError();
+        TRACE_DEBUG("Failed to create pipe. Error: %d\n", error);
+        return false;
+    }
+    read.reset(readEnd);
+    write.reset(writeEnd);
+    return true;
+}
+
+// A program that held our end of its own input would never see that end, and one that held our end of its
+// output would never notice that nobody reads on.
+void KeepFromProgram(const KernelHandle& end) noexcept {
+    SetHandleInformation(end.get(), HANDLE_FLAG_INHERIT, 0);
+}
+
+struct TokenProcess {
+    KernelHandle process; // empty: not started
+    KernelHandle thread;
+};
+
+TokenProcess StartTokenProgram(std::wstring& commandLine, const TokenPipes& pipes) noexcept {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    static_assert(sizeof(startup) == 104);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = pipes.inputRead.get();
+    startup.hStdOutput = pipes.outputWrite.get();
+    startup.hStdError = pipes.outputWrite.get();
+
+    PROCESS_INFORMATION started = {};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                        &started)) {
+        const DWORD error = GetLastError();
+        TRACE_DEBUG("Failed to create child process. Error: %d\n", error);
+        return {};
+    }
+    return {KernelHandle(started.hProcess), KernelHandle(started.hThread)};
+}
+
+// Reads until the other side has closed its end, straight into storage that is wiped.
+SecretBytes ReadToEnd(HANDLE pipe) {
+    SecretBytes output;
+    for (;;) {
+        const std::size_t before = output.size();
+        output.resize(before + kChunk);
+        DWORD read = 0;
+        const bool ended = !ReadFile(pipe, output.data() + before, kChunk, &read, nullptr) || read == 0;
+        output.resize(before + (ended ? 0 : read));
+        if (ended) {
+            return output;
+        }
+    }
+}
+
+// The exit code is nobody's business: the output alone decides.
+void WaitForEnd(HANDLE process) noexcept {
+    WaitForSingleObject(process, INFINITE);
+    DWORD exitCode = 0;
+    if (!GetExitCodeProcess(process, &exitCode)) {
+        const DWORD error = GetLastError();
+        TRACE_DEBUG("Failed to get exit code. Error: %d\n", error);
+    }
+}
+
+} // namespace
+
+bool CreateTokenPipes(TokenPipes& pipes) noexcept {
+    if (!CreateInheritablePipe(pipes.inputRead, pipes.inputWrite) ||
+        !CreateInheritablePipe(pipes.outputRead, pipes.outputWrite)) {
+        return false;
+    }
+    KeepFromProgram(pipes.inputWrite);
+    KeepFromProgram(pipes.outputRead);
+    return true;
+}
+
+SecretBytes RunTokenProgram(std::wstring commandLine, TokenPipes& pipes) {
+    const TokenProcess program = StartTokenProgram(commandLine, pipes);
+    if (!program.process) {
+        return {};
+    }
+    pipes.inputRead.reset();
+    pipes.inputWrite.reset();  // the program reads the end of its input
+    pipes.outputWrite.reset(); // the output ends with the program's own end of it
+    SecretBytes output = ReadToEnd(pipes.outputRead.get());
+    pipes.outputRead.reset();
+    WaitForEnd(program.process.get());
+    return output;
+}
+
+} // namespace zelto

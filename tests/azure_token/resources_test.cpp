@@ -1,0 +1,194 @@
+// Nothing stays behind: no handle, no child, no memory, and of the secrets not even a trace in freed memory.
+
+#include "tests/azure_token/token_test.h"
+#include "tests/support/process_counts.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <malloc.h>
+
+namespace zelto::test {
+namespace {
+
+constexpr wchar_t kSecretOutput[] = L"some-text-before|correct-horse-battery-staple";
+constexpr std::string_view kSecretText = "some-text-before";
+constexpr std::string_view kSecretToken = "correct-horse-battery";
+
+BOOL WINAPI RefusePipe(HANDLE*, HANDLE*, SECURITY_ATTRIBUTES*, DWORD) {
+    return FALSE;
+}
+
+int pipes = 0;
+BOOL WINAPI RefuseEverySecondPipe(HANDLE* read, HANDLE* write, SECURITY_ATTRIBUTES* attributes, DWORD size) {
+    return ++pipes % 2 == 0 ? FALSE : CreatePipe(read, write, attributes, size);
+}
+
+UINT WINAPI FindNoProduct(LPCWSTR, DWORD, DWORD, LPWSTR) {
+    return ERROR_NO_MORE_ITEMS;
+}
+
+BOOL WINAPI RefuseProcess(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, LPVOID,
+                          LPCWSTR, STARTUPINFOW*, PROCESS_INFORMATION*) {
+    return FALSE;
+}
+
+// Blocks that the library has allocated and not freed, and those that held a secret when they were freed.
+std::atomic<long> blocks;
+std::atomic<int> revealing;
+std::atomic<int> countdown; // the allocation that brings it to 0 fails
+
+bool Holds(const void* block, std::string_view secret) {
+    const std::string_view bytes(static_cast<const char*>(block), _msize(const_cast<void*>(block)));
+    return bytes.find(secret) != std::string_view::npos;
+}
+
+void* __cdecl Allocate(std::size_t size) {
+    void* const block = --countdown == 0 ? nullptr : std::malloc(size);
+    blocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void __cdecl Free(void* block) {
+    if (block != nullptr) {
+        revealing += Holds(block, kSecretText) || Holds(block, kSecretToken) ? 1 : 0;
+        --blocks;
+    }
+    std::free(block);
+}
+
+class TokenResourcesTest : public TokenTest {
+protected:
+    // Runs the road to its end some times and expects the process to hold what it held.
+    void ExpectNothingLeft(std::uint32_t result) {
+        EXPECT_EQ(Fetch(), result); // what the system opens once is open now
+        const std::size_t handles = CountHandles();
+        const std::size_t children = CountChildProcesses(); // Windows Installer's own
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(Fetch(), result);
+        }
+        EXPECT_EQ(CountHandles(), handles);
+        EXPECT_EQ(CountChildProcesses(), children);
+    }
+
+    void WatchMemory() {
+        Patch("malloc", &Allocate);
+        Patch("free", &Free);
+        countdown = 0;
+        blocks = 0;
+        revealing = 0;
+    }
+};
+
+TEST_F(TokenResourcesTest, AToken) {
+    ExpectNothingLeft(0);
+}
+
+TEST_F(TokenResourcesTest, NoSeparator) {
+    Behave(L"write", L"no account");
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, NoInputPipe) {
+    Patch("CreatePipe", &RefusePipe);
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, NoOutputPipe) {
+    pipes = 0;
+    Patch("CreatePipe", &RefuseEverySecondPipe);
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, NoTokenProgram) {
+    Patch("MsiEnumRelatedProductsW", &FindNoProduct);
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, NoProcess) {
+    Patch("CreateProcessW", &RefuseProcess);
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, OutputAndTokenAreWipedBeforeTheirStorageIsFreed) {
+    Behave(L"write", kSecretOutput);
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(revealing, 0);
+}
+
+// Pieces make the output's storage grow; what it has grown out of is wiped, too.
+TEST_F(TokenResourcesTest, AGrowingOutputIsWipedAtEachStep) {
+    Behave(L"write", kSecretOutput + std::wstring(20'000, L'x'));
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(revealing, 0);
+}
+
+TEST_F(TokenResourcesTest, AnOutputWithoutASeparatorIsWiped) {
+    Behave(L"write", L"some-text-before");
+    WatchMemory();
+    EXPECT_EQ(Fetch(), kTokenFailed);
+    EXPECT_EQ(revealing, 0);
+}
+
+TEST_F(TokenResourcesTest, ATokenThatDoesNotFitIsWiped) {
+    bufferSize_ = 4;
+    Behave(L"write", kSecretOutput);
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(Token(), "");
+    EXPECT_EQ(revealing, 0);
+}
+
+// The watch itself works.
+TEST_F(TokenResourcesTest, TheWatchSeesWhatIsNotWiped) {
+    WatchMemory();
+    void* const block = Allocate(64);
+    std::memcpy(block, kSecretToken.data(), kSecretToken.size());
+    Free(block);
+    EXPECT_EQ(revealing, 1);
+}
+
+class TokenShortageTest : public TokenResourcesTest {
+protected:
+    // Fetches with each allocation failing in turn, until none does, and gives the number of failures.
+    int FetchWithEachAllocationFailing() {
+        for (int number = 1;; ++number) {
+            SCOPED_TRACE(number);
+            std::memcpy(buffer_.data(), kOldText, sizeof(kOldText));
+            countdown = number;
+            std::uint32_t result = 0;
+            EXPECT_NO_THROW(result = Fetch());
+            if (countdown > 0) {
+                EXPECT_EQ(result, 0u);
+                return number - 1;
+            }
+            EXPECT_EQ(result, kTokenFailed);
+            EXPECT_EQ(Token(), kOldText);
+        }
+    }
+};
+
+TEST_F(TokenShortageTest, LackOfMemoryIsAFailureAndNoException) {
+    Behave(L"write", kSecretOutput + std::wstring(20'000, L'x'));
+    buffer_.resize(40'000);
+    bufferSize_ = 40'000;
+    WatchMemory();
+    EXPECT_GT(FetchWithEachAllocationFailing(), 3);
+    const std::size_t handles = CountHandles(); // what the first exceptions need is there now
+    const int failures = FetchWithEachAllocationFailing();
+    EXPECT_EQ(CountHandles(), handles);
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(revealing, 0);
+
+    const std::vector<std::string> log = Log();
+    const std::string outOfMemory = "error: SamlAuthGetAzureToken() out of memory.";
+    EXPECT_EQ(std::count(log.begin(), log.end(), outOfMemory), 2 * failures);
+}
+
+} // namespace
+} // namespace zelto::test
