@@ -9,7 +9,7 @@ constexpr std::wstring_view kCaller = L"--from-ploxe";
 
 } // namespace
 
-std::optional<std::wstring_view> FolderOfFile(std::wstring_view path) noexcept {
+std::optional<std::wstring_view> InstallationFolder(std::wstring_view path) noexcept {
     const std::size_t backslash = path.rfind(L'\\');
     // Without a folder, Windows would look for the program in the host's current folder.
     if (backslash == std::wstring_view::npos || backslash + 1 > kLongestFolder) {

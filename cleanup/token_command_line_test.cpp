@@ -5,21 +5,21 @@
 namespace zelto {
 namespace {
 
-TEST(FolderOfFile, EndsInItsBackslash) {
-    EXPECT_EQ(FolderOfFile(L"C:\\Program Files\\Zelto\\key.exe"), L"C:\\Program Files\\Zelto\\");
-    EXPECT_EQ(FolderOfFile(L"C:\\key.exe"), L"C:\\");
-    EXPECT_EQ(FolderOfFile(L"C:\\Zelto\\"), L"C:\\Zelto\\");
+TEST(InstallationFolder, EndsInItsBackslash) {
+    EXPECT_EQ(InstallationFolder(L"C:\\Program Files\\Zelto\\key.exe"), L"C:\\Program Files\\Zelto\\");
+    EXPECT_EQ(InstallationFolder(L"C:\\key.exe"), L"C:\\");
+    EXPECT_EQ(InstallationFolder(L"C:\\Zelto\\"), L"C:\\Zelto\\");
 }
 
-TEST(FolderOfFile, APathWithoutAFolderHasNone) {
-    EXPECT_EQ(FolderOfFile(L"key.exe"), std::nullopt);
-    EXPECT_EQ(FolderOfFile(L""), std::nullopt);
+TEST(InstallationFolder, APathWithoutAFolderHasNone) {
+    EXPECT_EQ(InstallationFolder(L"key.exe"), std::nullopt);
+    EXPECT_EQ(InstallationFolder(L""), std::nullopt);
 }
 
-TEST(FolderOfFile, AFolderMayHave260Characters) {
+TEST(InstallationFolder, AFolderMayHave260Characters) {
     const std::wstring folder = L"C:\\" + std::wstring(256, L'f') + L"\\";
-    EXPECT_EQ(FolderOfFile(folder + L"key.exe"), folder);
-    EXPECT_EQ(FolderOfFile(folder.substr(0, 259) + L"f\\key.exe"), std::nullopt);
+    EXPECT_EQ(InstallationFolder(folder + L"key.exe"), folder);
+    EXPECT_EQ(InstallationFolder(folder.substr(0, 259) + L"f\\key.exe"), std::nullopt);
 }
 
 TEST(BuildTokenCommandLine, InsertsEverythingAsItIs) {

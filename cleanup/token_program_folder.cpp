@@ -33,7 +33,7 @@ std::optional<std::wstring> FindTokenProgramFolder() {
     for (std::size_t product = 0; product < kProductsWithTokenProgram; ++product) {
         wchar_t path[kPathSize] = {};
         if (FindKeyFile(kUpgradeCodes[product], path)) {
-            const std::optional<std::wstring_view> folder = FolderOfFile(path);
+            const std::optional<std::wstring_view> folder = InstallationFolder(path);
             return folder ? std::optional<std::wstring>(*folder) : std::nullopt;
         }
     }

@@ -2,6 +2,8 @@
 
 #include "auth/bounded_copy.h"
 
+#include <algorithm>
+
 namespace zelto {
 
 std::optional<std::string_view> FindToken(std::string_view output) noexcept {
@@ -13,7 +15,8 @@ std::optional<std::string_view> FindToken(std::string_view output) noexcept {
 }
 
 void CopyToken(char* buffer, std::size_t size, std::string_view token) noexcept {
-    const std::string_view text = token.substr(0, token.find('\0'));
+    const std::size_t end = std::min(token.find('\0'), token.size());
+    const std::string_view text(token.data(), end);
     CopyTruncating(buffer, size, FitsBuffer(size, text) ? text : std::string_view());
 }
 

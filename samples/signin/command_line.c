@@ -58,23 +58,41 @@ static int ReadOption(int count, wchar_t** arguments, int* index, Options* optio
     return 0;
 }
 
-int ReadOptions(int count, wchar_t** arguments, Options* options) {
-    *options = (Options){NULL, L"sample", NULL, kDefaultTimeoutSeconds, 0};
-    for (int index = 0; index < count; ++index) {
-        if (arguments[index][0] == L'-') {
-            if (!ReadOption(count, arguments, &index, options)) {
-                return 0;
-            }
-        } else if (options->gateway != NULL) {
-            PrintError(0, L"one gateway is enough: %ls is too much", arguments[index]);
-            return 0;
-        } else {
-            options->gateway = arguments[index];
-        }
-    }
-    if (options->gateway == NULL && !options->help) {
-        PrintError(0, L"which gateway?");
+static int TakeWord(const wchar_t* word, CommandWords words, Options* options) {
+    if (words == kTakesGateway && options->gateway == NULL) {
+        options->gateway = word;
+    } else if (words == kTakesClientAndTenant && options->clientId == NULL) {
+        options->clientId = word;
+    } else if (words == kTakesClientAndTenant && options->tenant == NULL) {
+        options->tenant = word;
+    } else {
+        PrintError(0, words == kTakesGateway ? L"one gateway is enough: %ls is too much" : L"%ls is too much",
+                   word);
         return 0;
     }
     return 1;
+}
+
+static int HasItsWords(CommandWords words, const Options* options) {
+    if (words == kTakesGateway && options->gateway == NULL) {
+        PrintError(0, L"which gateway?");
+        return 0;
+    }
+    if (words == kTakesClientAndTenant && options->tenant == NULL) {
+        PrintError(0, L"which client id and which tenant?");
+        return 0;
+    }
+    return 1;
+}
+
+int ReadOptions(int count, wchar_t** arguments, CommandWords words, Options* options) {
+    *options = (Options){.userId = L"sample", .timeoutSeconds = kDefaultTimeoutSeconds};
+    for (int index = 0; index < count; ++index) {
+        const int read = arguments[index][0] == L'-' ? ReadOption(count, arguments, &index, options)
+                                                     : TakeWord(arguments[index], words, options);
+        if (!read) {
+            return 0;
+        }
+    }
+    return options->help || HasItsWords(words, options);
 }

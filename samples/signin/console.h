@@ -5,7 +5,7 @@
 
 // What went well, and what went wrong, as the program's exit code.
 enum {
-    kExitSignedIn = 0,    // signed in (or help shown, when it was asked for)
+    kExitSignedIn = 0,    // signed in, or done (or help shown, when it was asked for)
     kExitNotSignedIn = 1, // the library was called and answered with a failure
     kExitNotTried = 2,    // the library was not called: wrong command line, or the library cannot be loaded
 };

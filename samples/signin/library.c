@@ -56,7 +56,12 @@ int LoadLibraryAndFunctions(const wchar_t* path, Library* library) {
     library->ipsecSignIn = (IpsecSignIn)FindFunction(library->module, "GetIpsecSamlDataExternalBrowser");
     library->sessionSignIn =
         (SessionSignIn)FindFunction(library->module, "SamlAuthGetResponseUsingExternalBrowser");
-    if (library->sslSignIn == NULL || library->ipsecSignIn == NULL || library->sessionSignIn == NULL) {
+    library->clearCookies = (ClearFunction)FindFunction(library->module, "ClearCookies");
+    library->clearBrowserData = (ClearFunction)FindFunction(library->module, "SamlAuthClearCookies");
+    library->getAzureToken = (GetAzureToken)FindFunction(library->module, "SamlAuthGetAzureToken");
+    if (library->sslSignIn == NULL || library->ipsecSignIn == NULL || library->sessionSignIn == NULL ||
+        library->clearCookies == NULL || library->clearBrowserData == NULL ||
+        library->getAzureToken == NULL) {
         UnloadLibrary(library);
         return 0;
     }

@@ -10,12 +10,18 @@ typedef uint32_t (*IpsecSignIn)(const wchar_t* gatewayHost, uint32_t gatewayPort
                                 wchar_t* userNameBuffer, uint32_t userNameBufferSize, void* exitEvent);
 typedef uint32_t (*SessionSignIn)(const wchar_t* gatewayUrl, uint64_t ignored, char* responseBuffer,
                                   uint32_t responseBufferSize);
+typedef uint32_t (*ClearFunction)(void);
+typedef uint32_t (*GetAzureToken)(const wchar_t* clientId, const wchar_t* tenantName, uint64_t reserved,
+                                  char* responseBuffer, uint32_t responseBufferSize);
 
 typedef struct {
     void* module; // HMODULE
     SslSignIn sslSignIn;
     IpsecSignIn ipsecSignIn;
     SessionSignIn sessionSignIn;
+    ClearFunction clearCookies;
+    ClearFunction clearBrowserData;
+    GetAzureToken getAzureToken;
 } Library;
 
 // Loads the DLL at path, or, when path is null, ZeltoAuth.dll beside this program, and looks the functions

@@ -1,5 +1,7 @@
-// ZeltoSignIn.exe: signs in at a gateway from the command line, through ZeltoAuth.dll.
+// ZeltoSignIn.exe: signs in at a gateway from the command line, through ZeltoAuth.dll, and cleans up behind it.
 
+#include "azure_token_command.h"
+#include "clear_commands.h"
 #include "command_line.h"
 #include "console.h"
 #include "ipsec_command.h"
@@ -10,23 +12,31 @@
 
 #include <shellapi.h>
 
-// A kind of sign-in. Another one is another row.
+// A kind of sign-in, or what there is besides. Another one is another row.
 typedef struct {
     const wchar_t* name;
+    CommandWords words;
     int (*run)(const Options* options);
     const wchar_t* summary;
 } Command;
 
 static const Command kCommands[] = {
-    {L"ssl", RunSslCommand, L"for an SSL-VPN tunnel, in your default browser"},
-    {L"ipsec", RunIpsecCommand, L"for an IPsec tunnel, in your default browser"},
-    {L"session", RunSessionCommand, L"as a service, in the browser of the user at the console"},
+    {L"ssl", kTakesGateway, RunSslCommand, L"for an SSL-VPN tunnel, in your default browser"},
+    {L"ipsec", kTakesGateway, RunIpsecCommand, L"for an IPsec tunnel, in your default browser"},
+    {L"session", kTakesGateway, RunSessionCommand,
+     L"as a service, in the browser of the user at the console"},
+    {L"azure-token", kTakesClientAndTenant, RunAzureTokenCommand, L"no sign-in: fetches an Azure token"},
+    {L"clear-cookies", kTakesNothing, RunClearCookiesCommand, L"no sign-in: deletes all your cookies"},
+    {L"clear-browser-data", kTakesNothing, RunClearBrowserDataCommand,
+     L"the same, and the embedded browser's folder"},
 };
 enum { kCommandCount = sizeof kCommands / sizeof *kCommands };
 
 static void PrintHelp(FILE* stream) {
     Print(stream, L"Signs in at a gateway and prints the id that the gateway gave.\n\n"
-                  L"  ZeltoSignIn.exe COMMAND GATEWAY [options]\n\n"
+                  L"  ZeltoSignIn.exe COMMAND GATEWAY [options]\n"
+                  L"  ZeltoSignIn.exe azure-token CLIENT-ID TENANT [options]\n"
+                  L"  ZeltoSignIn.exe clear-cookies|clear-browser-data [options]\n\n"
                   L"Commands:\n");
     for (int i = 0; i < kCommandCount; ++i) {
         Print(stream, L"  %-18ls %ls\n", kCommands[i].name, kCommands[i].summary);
@@ -42,7 +52,7 @@ static void PrintHelp(FILE* stream) {
         L"  --library PATH     the library to load (default: ZeltoAuth.dll beside this program)\n"
         L"  --help             show this text\n\n"
         L"Ctrl+C cancels the sign-in (session: ends the program); a second Ctrl+C ends the program at once.\n\n"
-        L"Exit code: 0 signed in; 1 not signed in (the result says why and what to do about it);\n"
+        L"Exit code: 0 signed in, or done; 1 not (the result says why and what to do about it);\n"
         L"2 not tried (wrong command line, or the library cannot be loaded).\n");
 }
 
@@ -70,7 +80,7 @@ static int Run(int count, wchar_t** arguments) {
         return kExitNotTried;
     }
     Options options;
-    if (!ReadOptions(count - 2, arguments + 2, &options)) {
+    if (!ReadOptions(count - 2, arguments + 2, command->words, &options)) {
         return kExitNotTried;
     }
     if (options.help) {

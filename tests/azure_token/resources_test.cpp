@@ -12,6 +12,10 @@
 namespace zelto::test {
 namespace {
 
+// The system makes a handle or two of its own when it first needs them. One that each call leaves would be ten.
+constexpr std::size_t kHandlesSlack = 2;
+constexpr int kCalls = 10;
+
 constexpr wchar_t kSecretOutput[] = L"some-text-before|correct-horse-battery-staple";
 constexpr std::string_view kSecretText = "some-text-before";
 constexpr std::string_view kSecretToken = "correct-horse-battery";
@@ -65,10 +69,10 @@ protected:
         EXPECT_EQ(Fetch(), result); // what the system opens once is open now
         const std::size_t handles = CountHandles();
         const std::size_t children = CountChildProcesses(); // Windows Installer's own
-        for (int i = 0; i < 5; ++i) {
+        for (int i = 0; i < kCalls; ++i) {
             EXPECT_EQ(Fetch(), result);
         }
-        EXPECT_EQ(CountHandles(), handles);
+        EXPECT_LE(CountHandles(), handles + kHandlesSlack);
         EXPECT_EQ(CountChildProcesses(), children);
     }
 
@@ -180,14 +184,17 @@ TEST_F(TokenShortageTest, LackOfMemoryIsAFailureAndNoException) {
     WatchMemory();
     EXPECT_GT(FetchWithEachAllocationFailing(), 3);
     const std::size_t handles = CountHandles(); // what the first exceptions need is there now
-    const int failures = FetchWithEachAllocationFailing();
-    EXPECT_EQ(CountHandles(), handles);
+    int failures = 0;
+    for (int round = 0; round < 4; ++round) {
+        failures = FetchWithEachAllocationFailing();
+    }
+    EXPECT_LE(CountHandles(), handles + kHandlesSlack); // one that a single allocation leaves would be four
     EXPECT_EQ(blocks, 0);
     EXPECT_EQ(revealing, 0);
 
     const std::vector<std::string> log = Log();
     const std::string outOfMemory = "error: SamlAuthGetAzureToken() out of memory.";
-    EXPECT_EQ(std::count(log.begin(), log.end(), outOfMemory), 2 * failures);
+    EXPECT_EQ(std::count(log.begin(), log.end(), outOfMemory), 5 * failures);
 }
 
 } // namespace

@@ -13,6 +13,7 @@ import unittest
 import pefile
 
 OPTIONS = None
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 MACHINES = {"x64": 0x8664, "arm64": 0xAA64}
 
@@ -39,6 +40,24 @@ def exports_of_def(path):
     lines = path.read_text(encoding="utf-8").splitlines()
     start = lines.index("EXPORTS")
     return {line.split()[0] for line in lines[start + 1:] if line.strip() and not line.lstrip().startswith(";")}
+
+
+def names_in_readme(path):
+    """Names in the first column of the README's table of exports."""
+    table = re.search(r"^\| Export \|.*\n\|[-|]+\|\n((?:\|.*\n)+)", path.read_text(encoding="utf-8"), flags=re.M)
+    return [re.match(r"\| `(\w+)` \| \S", row).group(1) for row in table.group(1).splitlines()]
+
+
+def documented_functions(path):
+    """Names of the functions in the public header that stand directly below a comment, alone or in a row."""
+    text = path.read_text(encoding="utf-8")
+    rows = re.findall(r"\*/\n((?:u?int32_t\s+\w+\s*\([^;]*;\n)+)", text)
+    return set(re.findall(r"^u?int32_t\s+(\w+)\s*\(", "".join(rows), flags=re.M))
+
+
+def functions_in_test_support(path):
+    """Names of the exports that the tests look up in the built DLL."""
+    return set(re.findall(r"decltype\(&::(\w+)\) \1;", path.read_text(encoding="utf-8")))
 
 
 def functions_of_header(path):
@@ -95,6 +114,18 @@ class Products(unittest.TestCase):
 
     def test_exports_are_those_of_the_public_header(self):
         self.assertEqual(functions_of_header(pathlib.Path(OPTIONS.header)),
+                         exports_of_def(pathlib.Path(OPTIONS.definition)))
+
+    def test_exports_are_those_that_the_header_documents(self):
+        self.assertEqual(documented_functions(pathlib.Path(OPTIONS.header)),
+                         exports_of_def(pathlib.Path(OPTIONS.definition)))
+
+    def test_exports_are_those_of_the_readmes_table_each_once(self):
+        self.assertEqual(sorted(names_in_readme(ROOT / "README.md")),
+                         sorted(exports_of_def(pathlib.Path(OPTIONS.definition))))
+
+    def test_every_export_is_looked_up_by_the_tests(self):
+        self.assertEqual(functions_in_test_support(ROOT / "tests" / "support" / "library_under_test.h"),
                          exports_of_def(pathlib.Path(OPTIONS.definition)))
 
     def test_the_version_resource_names_the_library(self):

@@ -1,0 +1,64 @@
+"""clean_up_commands_test.py PROGRAM [EMULATOR …]: the sample host's commands that are no sign-ins."""
+
+import pathlib
+import sys
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "support"))
+
+from sample_host import SampleHost
+
+
+class CleanUpCommands(unittest.TestCase):
+    def setUp(self) -> None:
+        self.host = SampleHost(sys.argv[1], sys.argv[2:])
+        self.addCleanup(self.host.close)
+
+    def install(self) -> None:
+        """Installs the sample client that the build made."""
+        installer = "Z:" + str(self.host.program.parent / "ZeltoClient.msi").replace("/", "\\")
+        self.addCleanup(self.host.run_system_program, "msiexec", "/x", installer, "/qn")
+        self.assertEqual(self.host.run_system_program("msiexec", "/i", installer, "/qn")[0], 0)
+
+    def test_help_names_the_commands(self):
+        code, output, _ = self.host.run("--help")
+        self.assertEqual(code, 0)
+        for command in ("azure-token", "clear-cookies", "clear-browser-data"):
+            self.assertIn(f"\n  {command} ", output)
+
+    def test_mistakes_are_named(self):
+        for arguments, message in (
+            (["azure-token"], "which client id and which tenant?"),
+            (["azure-token", "client"], "which client id and which tenant?"),
+            (["azure-token", "client", "tenant", "more"], "more is too much"),
+            (["clear-cookies", "gw"], "gw is too much"),
+            (["clear-browser-data", "gw"], "gw is too much"),
+        ):
+            with self.subTest(message):
+                self.assertEqual(self.host.run(*arguments), (2, "", f"ZeltoSignIn: {message}\n"))
+
+    def test_clear_cookies(self):
+        code, output, errors = self.host.run("clear-cookies")
+        self.assertEqual((code, errors), (0, ""))
+        self.assertTrue(output.endswith("\nCookies   deleted\n"), output)
+
+    def test_clear_browser_data(self):
+        code, output, errors = self.host.run("clear-browser-data")
+        self.assertEqual((code, errors), (0, ""))
+        self.assertTrue(output.endswith("\nData      deleted, as far as no other program uses it\n"), output)
+
+    def test_azure_token_without_a_client(self):
+        code, output, errors = self.host.run("azure-token", "client", "tenant")
+        self.assertEqual((code, errors), (1, ""))
+        self.assertIn("\nResult    0xA7000000 no token\nTo do     See that the client is installed", output)
+
+    def test_azure_token_of_an_installed_client(self):
+        self.install()
+        code, output, errors = self.host.run("azure-token", "0f3c-11", "contoso.example")
+        self.assertEqual((code, errors), (0, ""))
+        self.assertTrue(output.endswith("\nToken     sample-token.0f3c-11.contoso.example\n"), output)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
