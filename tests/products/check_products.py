@@ -48,6 +48,11 @@ def names_in_readme(path):
     return [re.match(r"\| `(\w+)` \| \S", row).group(1) for row in table.group(1).splitlines()]
 
 
+def files_in_docs(path):
+    """The file that the docs' table names for each export."""
+    return dict(re.findall(r"^\| `(\w+)` \| `([\w/.]+)` \|$", path.read_text(encoding="utf-8"), flags=re.M))
+
+
 def documented_functions(path):
     """Names of the functions in the public header that stand directly below a comment, alone or in a row."""
     text = path.read_text(encoding="utf-8")
@@ -123,6 +128,12 @@ class Products(unittest.TestCase):
     def test_exports_are_those_of_the_readmes_table_each_once(self):
         self.assertEqual(sorted(names_in_readme(ROOT / "README.md")),
                          sorted(exports_of_def(pathlib.Path(OPTIONS.definition))))
+
+    def test_exports_are_those_of_the_docs_each_with_its_file(self):
+        files = files_in_docs(ROOT / "docs" / "how-it-fits.md")
+        self.assertEqual(set(files), exports_of_def(pathlib.Path(OPTIONS.definition)))
+        for name, file in files.items():
+            self.assertRegex((ROOT / file).read_text(encoding="utf-8"), rf"(?m)^u?int32_t {name}\(")
 
     def test_every_export_is_looked_up_by_the_tests(self):
         self.assertEqual(functions_in_test_support(ROOT / "tests" / "support" / "library_under_test.h"),
