@@ -37,6 +37,20 @@ static AnyFunction FindFunction(HMODULE module, const char* name) {
     return function;
 }
 
+// Those that start the auth module, and the one that ends it. Returns 0 when one is missing.
+static int FindModuleFunctions(Library* library) {
+    HMODULE const module = library->module;
+    library->samlElectron = (SamlSignIn)FindFunction(module, "SamlAuthGetResponseUsingElectron");
+    library->samlWebBrowser = (SamlSignIn)FindFunction(module, "SamlAuthGetResponseUsingWebBrowser");
+    library->samlWebView2 = (SamlSignIn)FindFunction(module, "SamlAuthGetResponseUsingWebView2");
+    library->basicSignIn = (BasicSignIn)FindFunction(module, "BasicAuthGetResponse");
+    library->twoFactorSignIn = (TwoFactorSignIn)FindFunction(module, "TwoFactorAuthGetResponse");
+    library->stopRunning = (StopRunning)FindFunction(module, "StopRunningZeltoAuth");
+    return library->samlElectron != NULL && library->samlWebBrowser != NULL &&
+           library->samlWebView2 != NULL && library->basicSignIn != NULL &&
+           library->twoFactorSignIn != NULL && library->stopRunning != NULL;
+}
+
 int LoadLibraryAndFunctions(const wchar_t* path, Library* library) {
     wchar_t fullPath[kMaxPath];
     if (!LibraryPath(path, fullPath)) {
@@ -61,7 +75,7 @@ int LoadLibraryAndFunctions(const wchar_t* path, Library* library) {
     library->getAzureToken = (GetAzureToken)FindFunction(library->module, "SamlAuthGetAzureToken");
     if (library->sslSignIn == NULL || library->ipsecSignIn == NULL || library->sessionSignIn == NULL ||
         library->clearCookies == NULL || library->clearBrowserData == NULL ||
-        library->getAzureToken == NULL) {
+        library->getAzureToken == NULL || !FindModuleFunctions(library)) {
         UnloadLibrary(library);
         return 0;
     }

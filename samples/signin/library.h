@@ -13,6 +13,16 @@ typedef uint32_t (*SessionSignIn)(const wchar_t* gatewayUrl, uint64_t ignored, c
 typedef uint32_t (*ClearFunction)(void);
 typedef uint32_t (*GetAzureToken)(const wchar_t* clientId, const wchar_t* tenantName, uint64_t reserved,
                                   char* responseBuffer, uint32_t responseBufferSize);
+typedef uint32_t (*SamlSignIn)(const wchar_t* url, const wchar_t* description, const wchar_t* samlObject,
+                               const wchar_t* objectName, uint32_t ignoreCertificate, uint32_t timeoutMs,
+                               uint32_t deleteCookies, char* response, uint32_t responseSize, char* serverIp,
+                               uint32_t serverIpSize, int32_t autoSelectCertificate);
+typedef uint32_t (*BasicSignIn)(char* userName, uint32_t userNameSize, char* password, uint32_t passwordSize,
+                                char* certificate, uint32_t certificateSize, const wchar_t* description,
+                                uint32_t timeoutMs);
+typedef uint32_t (*TwoFactorSignIn)(const char* description, char* answer, uint64_t answerSize,
+                                    uint32_t timeoutMs, TwoFactorCallback callback, void* context);
+typedef int32_t (*StopRunning)(void);
 
 typedef struct {
     void* module; // HMODULE
@@ -22,6 +32,12 @@ typedef struct {
     ClearFunction clearCookies;
     ClearFunction clearBrowserData;
     GetAzureToken getAzureToken;
+    SamlSignIn samlElectron;
+    SamlSignIn samlWebBrowser;
+    SamlSignIn samlWebView2;
+    BasicSignIn basicSignIn;
+    TwoFactorSignIn twoFactorSignIn;
+    StopRunning stopRunning;
 } Library;
 
 // Loads the DLL at path, or, when path is null, ZeltoAuth.dll beside this program, and looks the functions

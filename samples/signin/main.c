@@ -5,6 +5,7 @@
 #include "command_line.h"
 #include "console.h"
 #include "ipsec_command.h"
+#include "module_command.h"
 #include "session_command.h"
 #include "ssl_command.h"
 
@@ -25,6 +26,12 @@ static const Command kCommands[] = {
     {L"ipsec", kTakesGateway, RunIpsecCommand, L"for an IPsec tunnel, in your default browser"},
     {L"session", kTakesGateway, RunSessionCommand,
      L"as a service, in the browser of the user at the console"},
+    {L"saml-electron", kTakesGateway, RunElectronCommand, L"by SAML, in the auth module's Electron window"},
+    {L"saml-webbrowser", kTakesGateway, RunWebBrowserCommand, L"by SAML, in its web browser control"},
+    {L"saml-webview2", kTakesGateway, RunWebView2Command, L"by SAML, in its WebView2 window"},
+    {L"password", kTakesGateway, RunPasswordCommand,
+     L"with user name and password, asked for by the auth module"},
+    {L"token", kTakesGateway, RunTokenCommand, L"with a second-factor token, asked for by the auth module"},
     {L"azure-token", kTakesClientAndTenant, RunAzureTokenCommand, L"no sign-in: fetches an Azure token"},
     {L"clear-cookies", kTakesNothing, RunClearCookiesCommand, L"no sign-in: deletes all your cookies"},
     {L"clear-browser-data", kTakesNothing, RunClearBrowserDataCommand,
@@ -44,7 +51,8 @@ static void PrintHelp(FILE* stream) {
     Print(
         stream,
         L"\nGATEWAY is [https://]host[:port][/realm], for example https://vpn.example.com:10443/sales\n"
-        L"(ipsec: without a realm; session: the address of the start page, with its query)\n\n"
+        L"(ipsec: without a realm; session: the address of the start page, with its query;\n"
+        L"saml-…: the address that the sign-in starts at; password, token: shown to the user)\n\n"
         L"Options:\n"
         L"  --timeout SECONDS  how long the sign-in may take, 1 to 86400 (default 120);\n"
         L"                     the gateway's own limit counts when it is shorter\n"

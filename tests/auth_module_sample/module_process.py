@@ -13,6 +13,7 @@ from cryptography.hazmat.primitives import padding
 from cryptography.hazmat.primitives.ciphers import Cipher, algorithms, modes
 
 BLOCK_SIZE = 65_536
+LARGEST_ANSWER = 49_119
 SECONDS = 120
 
 ANSWERED = 0

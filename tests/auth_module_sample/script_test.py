@@ -11,6 +11,7 @@ from module_process import (
     ANSWERED,
     BLOCK_SIZE,
     COMMAND_LINE,
+    LARGEST_ANSWER,
     RECEIVER,
     SCRIPT,
     Modules,
@@ -19,7 +20,6 @@ from module_process import (
 )
 
 OPTIONS = '--object=2fa --description="Code" --timeout=60'
-LARGEST_ANSWER = 49_119
 
 
 class ScriptTestCase(unittest.TestCase):
