@@ -3,8 +3,9 @@
 #
 # Sets up what is missing and builds; then a host program under Wine signs in at a simulated gateway through the real
 # DLL, with Chromium as the user's browser, on each road in turn: for an SSL-VPN tunnel, for an IPsec tunnel, and with
-# the browser in the user's session. Each ends with the id that the gateway issued and the id that the caller got, and
-# leaves screenshots and logs in a folder of its own in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
+# the browser in the user's session. Last come the sign-ins through the auth module, with keys pressed in its dialogs.
+# Each ends with what the gateway issued and what the caller got, side by side, and leaves screenshots and logs in a
+# folder of its own in FOLDER (build/demo/x64 or build/demo/arm64 when it is not given).
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -47,13 +48,14 @@ source scripts/setup/env.sh
 say set-up "everything that is needed is there"
 
 build_log="$folder/build.log"
-say build "building the DLL and the host program"
-if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --target ZeltoAuth ZeltoSignIn; } \
+say build "building the DLL, the auth module and the host program"
+if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --target ZeltoAuth ZeltoSession \
+        ZeltoAuthModule ZeltoSignIn; } \
     >"$build_log" 2>&1; then
     tail -n 30 "$build_log" >&2
     fail "the build; the whole output is in $build_log"
 fi
-say build "build/$arch/bin/ZeltoAuth.dll and ZeltoSignIn.exe"
+say build "build/$arch/bin/ZeltoAuth.dll, ZeltoAuth.exe and ZeltoSignIn.exe"
 
 for road in ssl ipsec session; do
     printf '\n'
@@ -62,3 +64,9 @@ for road in ssl ipsec session; do
     /usr/bin/python3 -B scripts/demo/sign_in.py --started "$started" --road "$road" --folder "$folder/$road" \
         --program "build/$arch/bin/ZeltoSignIn.exe" --runner "scripts/run/$arch.sh"
 done
+
+printf '\n'
+say road "the auth module: SAML, user name and password, second factor"
+mkdir -p "$folder/module"
+/usr/bin/python3 -B scripts/demo/auth_module.py --started "$started" --folder "$folder/module" \
+    --program "build/$arch/bin/ZeltoSignIn.exe" --runner "scripts/run/$arch.sh"
