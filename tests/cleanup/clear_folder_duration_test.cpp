@@ -21,7 +21,7 @@ TEST(ClearFolderDurationTest, AFileThatIsHeldForThreeSecondsIsGoneAfterFifteen) 
 
     EXPECT_FALSE(std::filesystem::exists(folder));
     EXPECT_GE(duration, std::chrono::milliseconds(14'900));
-    EXPECT_LE(duration, std::chrono::seconds(30)); // attempts take time, too
+    EXPECT_LE(duration, std::chrono::seconds(60)); // attempts take time, too
 }
 
 } // namespace
