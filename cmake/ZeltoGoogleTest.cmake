@@ -33,3 +33,8 @@ if(WIN32 AND NOT MSVC)
     set(ZELTO_TEST_OPTIONS -O0 -g0)
 endif()
 target_compile_options(zelto_test_headers PRIVATE ${ZELTO_TEST_OPTIONS})
+
+if(WIN32)
+    add_library(zelto_crash_exit OBJECT "${CMAKE_SOURCE_DIR}/tests/support/crash_exit.cpp")
+    target_link_libraries(zelto_crash_exit PUBLIC zelto_compiler)
+endif()

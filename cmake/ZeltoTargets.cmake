@@ -46,6 +46,7 @@ function(zelto_test name)
 
     # Some tests load the real DLL from ../bin: it is up to date whenever a test program is.
     if(WIN32)
+        target_link_libraries(${name} PRIVATE zelto_crash_exit)
         add_dependencies(${name} ZeltoAuth ZeltoSession)
     endif()
 
