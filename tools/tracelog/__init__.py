@@ -1,0 +1,1 @@
+"""What read_trace.py is made of: records, where they are found, and how they are shown."""
