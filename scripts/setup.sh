@@ -42,11 +42,11 @@ packages_for() {
         case $purpose in
             lint) printf '%s\n' "${packages_lint[@]}" ;;
             x64)
-                printf '%s\n' "${packages_installer[@]}"
+                printf '%s\n' "${packages_installer[@]}" "${packages_debugger[@]}"
                 [[ $machine == aarch64 ]] || printf '%s\n' "${packages_x64[@]}"
                 ;;
             arm64)
-                printf '%s\n' "${packages_installer[@]}"
+                printf '%s\n' "${packages_installer[@]}" "${packages_debugger[@]}"
                 [[ $machine == aarch64 ]] || printf '%s\n' "${packages_arm64[@]}"
                 ;;
             demo) printf '%s\n' "${packages_demo[@]}" "${packages_desktop[@]}" ;;

@@ -1,6 +1,7 @@
 #include "trace/life_cycle.h"
 
 #include "trace/clock.h"
+#include "trace/crash_handler.h"
 #include "trace/log_deletion.h"
 #include "trace/log_files.h"
 #include "trace/log_folder.h"
@@ -68,7 +69,9 @@ void Begin() noexcept {
     StartWriter();
 
     const TraceLockGuard lock;
-    MatchRingTo(TraceFlags.load());
+    const std::uint64_t flags = TraceFlags.load();
+    MatchCrashHandlerTo(flags);
+    MatchRingTo(flags);
 }
 
 void LogStart(const SYSTEMTIME& startTime) noexcept {
@@ -98,20 +101,35 @@ void DeleteFilesWhenSwitchedOff() noexcept {
     }
 }
 
-// The part of the stop that holds the trace lock.
-void EndOutput() noexcept {
+void EndRecords() noexcept {
     const std::uint64_t flags = TraceFlags.fetch_or(kTraceInfo);
     TraceLog(nullptr, 0, kStopLine, kLevelInfo, "trace stopped");
     TraceFlush();
     FlushStreams();
     TraceFlags.store(flags);
     DeleteFilesWhenSwitchedOff();
-    MatchRingTo(0);
+}
 
+void ForgetSettings() noexcept {
     traceState.names.main = {};
     traceState.registryKeyPath = {};
     ClearModuleName();
     TraceFlags.store(0);
+}
+
+// The part of the stop that holds the trace lock.
+void EndOutput() noexcept {
+    EndRecords();
+    MatchRingTo(0);
+    MatchCrashHandlerTo(0);
+    ForgetSettings();
+}
+
+// What TraceStopInCrash has left in a process that went on all the same.
+void ClearUpAfterCrash() noexcept {
+    MatchCrashHandlerTo(0);
+    MatchRingTo(0);
+    StopWriterInCrash();
 }
 
 } // namespace
@@ -139,6 +157,7 @@ void TraceStart(const char* folderBase, const char* fileName) {
 
 void TraceStop() {
     if (traceState.initialised.load() == 0) {
+        ClearUpAfterCrash();
         return;
     }
     {
@@ -149,6 +168,22 @@ void TraceStop() {
     traceState.initialised.store(0);
     Sleep(kLeavingMilliseconds);
     DeleteCriticalSection(&traceState.lock);
+}
+
+void TraceStopInCrash() noexcept {
+    if (traceState.initialised.load() == 0) {
+        return;
+    }
+    {
+        const TraceLockAttempt lock;
+        if (!lock.Holds()) {
+            return;
+        }
+        EndRecords();
+        ForgetSettings();
+    }
+    StopWriterInCrash();
+    traceState.initialised.store(0);
 }
 
 void TraceStopAtProcessEnd() {

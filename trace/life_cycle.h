@@ -21,6 +21,11 @@ void TraceStart(const char* folderBase, const char* fileName);
 // closes them, and so does the next TraceStart. Does nothing while the trace is stopped.
 void TraceStop();
 
+// What TraceStop becomes in a process that has crashed: whatever it would wait for may belong to the crashed
+// thread, so it waits some seconds at most. When the trace lock is not to be had, the trace is left as it is.
+// The memory ring stays where it is, to be found in the dump; so do the lock and the crash-dump handler.
+void TraceStopInCrash() noexcept;
+
 // What TraceStop becomes at the end of the process, when every other thread is gone already: nothing is
 // waited for. When a thread ended while it held the trace lock, what is pending cannot be trusted and is left
 // unwritten.

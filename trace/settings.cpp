@@ -1,6 +1,7 @@
 #include "trace/settings.h"
 
 #include "trace/clock.h"
+#include "trace/crash_handler.h"
 #include "trace/log_deletion.h"
 #include "trace/log_files.h"
 #include "trace/rotation.h"
@@ -54,6 +55,7 @@ void ChangeFlags(std::uint64_t flags) noexcept {
         DeleteAllLogFiles();
     }
     MatchRingTo(flags);
+    MatchCrashHandlerTo(flags);
 }
 
 void ChangeSizeLimit(std::uint64_t sizeLimitMiB) noexcept {

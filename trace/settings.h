@@ -17,8 +17,8 @@ TraceSettings ReadTraceSettings(const char* keyPath) noexcept;
 std::uint64_t ReadFlagsOr(const char* keyPath, std::uint64_t current) noexcept;
 
 // Puts settings into force when they differ from the current ones: writes out and closes the files, deletes
-// them all when file output is switched off, rebuilds the names for a new size limit, and logs the change.
-// Called with the trace lock held.
+// them all when file output is switched off, matches memory ring and crash handler to the flags, rebuilds the
+// names for a new size limit, and logs the change. Called with the trace lock held.
 void ApplyTraceSettings(const TraceSettings& settings) noexcept;
 
 // Allocates the memory ring when `flags` ask for it and there is none, frees it when they do not. Called with

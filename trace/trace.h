@@ -25,6 +25,7 @@ inline constexpr std::uint64_t kTraceNoLevel = 0x200000;     // label block with
 inline constexpr std::uint64_t kTraceNoColours = 0x400000;   // console output without colours
 inline constexpr std::uint64_t kTraceNoLabel = 0xFF0000;     // all eight together: no label block
 inline constexpr std::uint64_t kTracePidInFileNames = 0x1000000; // "_pid_%d" in the log file names
+inline constexpr std::uint64_t kTraceCrashDumps = 0x10000000;    // minidump of a process that crashes
 inline constexpr std::uint64_t kTraceDefaultFlags = 0x1FF;       // what TraceStart sets
 
 // The flag word; 0 while the trace is stopped. Any thread may read it.

@@ -67,4 +67,19 @@ public:
     ~TraceLockGuard() { LeaveCriticalSection(&traceState.lock); }
 };
 
+// Takes the trace lock if that is possible within 2 seconds: for a crashed process, where its holder may wait
+// for something that the crashed thread will never give back. Takes nothing while the trace is stopped.
+class TraceLockAttempt {
+public:
+    TraceLockAttempt() noexcept;
+    TraceLockAttempt(const TraceLockAttempt&) = delete;
+    TraceLockAttempt& operator=(const TraceLockAttempt&) = delete;
+    ~TraceLockAttempt();
+
+    bool Holds() const noexcept { return holds_; }
+
+private:
+    bool holds_ = false;
+};
+
 } // namespace zelto

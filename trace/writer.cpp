@@ -13,12 +13,15 @@ namespace {
 constexpr DWORD kPassMilliseconds = 300;
 constexpr std::int64_t kIdleMilliseconds = 100;
 constexpr std::int64_t kSettingsSeconds = 11;
+constexpr DWORD kCrashPatienceMilliseconds = 2'000;
 
 PTP_WORK writerWork = nullptr; // used by StartWriter and StopWriter only
 
 // The writer's own handle to the stop event, which it takes over and closes when it begins: StopWriter closes
 // the other one before it waits, and a handle number used again must not be waited on.
 std::atomic<HANDLE> writerEvent{nullptr};
+
+HANDLE writerEnded = nullptr; // event; there as long as the work item
 
 void FlushWhenIdle(std::int64_t now) noexcept {
     const std::int64_t idle = now - traceState.lastCall.load(std::memory_order_relaxed);
@@ -60,6 +63,7 @@ void CALLBACK RunWriter(PTP_CALLBACK_INSTANCE, PVOID, PTP_WORK) noexcept {
         WatchSettings(now, lastRead);
     }
     CloseHandle(stop);
+    SetEvent(writerEnded);
 }
 
 // Runs as long as the trace: the pool is told beforehand. (CallbackMayRunLong within the callback was seen to
@@ -80,10 +84,27 @@ HANDLE DuplicateEvent(HANDLE event) noexcept {
     return duplicate;
 }
 
-void CloseWriterEvent() noexcept {
-    if (const HANDLE event = writerEvent.exchange(nullptr)) {
+void CloseWriterEvents() noexcept {
+    for (const HANDLE event : {writerEvent.exchange(nullptr), std::exchange(writerEnded, nullptr)}) {
+        if (event != nullptr) {
+            CloseHandle(event);
+        }
+    }
+}
+
+void SignalStop() noexcept {
+    if (const HANDLE event = std::exchange(traceState.stopEvent, nullptr)) {
+        SetEvent(event);
         CloseHandle(event);
     }
+}
+
+void AwaitWriter() noexcept {
+    if (const PTP_WORK work = std::exchange(writerWork, nullptr)) {
+        WaitForThreadpoolWorkCallbacks(work, TRUE);
+        CloseThreadpoolWork(work);
+    }
+    CloseWriterEvents(); // the writer's own is still there when the callback was cancelled before it began
 }
 
 } // namespace
@@ -94,24 +115,25 @@ void StartWriter() noexcept {
         return;
     }
     writerEvent = DuplicateEvent(traceState.stopEvent);
-    writerWork = writerEvent == nullptr ? nullptr : CreateLongWork();
+    writerEnded = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    writerWork = writerEvent == nullptr || writerEnded == nullptr ? nullptr : CreateLongWork();
     if (writerWork == nullptr) {
-        CloseWriterEvent();
+        CloseWriterEvents();
         return;
     }
     SubmitThreadpoolWork(writerWork);
 }
 
 void StopWriter() noexcept {
-    if (const HANDLE event = std::exchange(traceState.stopEvent, nullptr)) {
-        SetEvent(event);
-        CloseHandle(event);
+    SignalStop();
+    AwaitWriter();
+}
+
+void StopWriterInCrash() noexcept {
+    SignalStop();
+    if (WaitForSingleObject(writerEnded, kCrashPatienceMilliseconds) == WAIT_OBJECT_0) {
+        AwaitWriter();
     }
-    if (const PTP_WORK work = std::exchange(writerWork, nullptr)) {
-        WaitForThreadpoolWorkCallbacks(work, TRUE);
-        CloseThreadpoolWork(work);
-    }
-    CloseWriterEvent(); // still there when the callback was cancelled before it began
 }
 
 } // namespace zelto

@@ -16,4 +16,8 @@ void StartWriter() noexcept;
 // Called by TraceStop, without the trace lock, which the writer takes. Returns when the writer has ended.
 void StopWriter() noexcept;
 
+// The same in a process that has crashed. The writer may be the crashed thread, or need what that one holds:
+// it is waited for 2 seconds at most.
+void StopWriterInCrash() noexcept;
+
 } // namespace zelto

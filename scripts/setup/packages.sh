@@ -28,3 +28,6 @@ readonly packages_desktop=(xvfb xdotool python3-pil fonts-open-sans fonts-wine)
 
 # Making an MSI.
 readonly packages_installer=(wixl)
+
+# Looking into crash dumps.
+readonly packages_debugger=(lldb-19)
