@@ -14,7 +14,7 @@ sys.path.insert(0, str(ROOT / "tools"))
 
 from tracelog import log_file
 
-SECONDS = 240
+SECONDS = 400
 MEMORY_DISK = pathlib.Path("/dev/shm")
 ROOM_FOR_DUMPS = 2 << 30  # bytes
 
