@@ -4,13 +4,15 @@
 // The folder named by ZELTO_AUTH_MODULE_DOUBLE holds the script "script.txt", an action a line:
 //
 //   answer HEX     puts this answer, encrypted, into the block
+//   damaged HEX    the same, with wrong padding
 //   block FILE     puts the bytes of this file of the folder into the block as they are
 //   signal EVENT   signals a named event
 //   wait EVENT     waits for a named event
+//   delay MS       waits for so many milliseconds
 //   crash          ends with an access violation
 //   exit CODE      ends with this exit code (at the end of the script: 0)
 //
-// and gets "record.txt" (see Record).
+// and gets "record.txt" (see Record). Of a script in parts, which lines "or" separate, the double does one, by chance.
 
 #include <windows.h>
 
@@ -134,8 +136,12 @@ Bytes Encrypt(Bytes plaintext, const std::string& receiver) {
     return status == 0 && written == record.size() - 16 ? record : Bytes();
 }
 
-bool PutAnswer(char* block, const std::string& hex, const std::string& receiver) {
-    const Bytes record = Encrypt(Unhex(hex), receiver);
+// `damage` is what the padding of an answer is changed by.
+bool PutAnswer(char* block, const std::string& hex, const std::string& receiver, unsigned char damage) {
+    Bytes record = Encrypt(Unhex(hex), receiver);
+    if (record.size() >= 32) {
+        record[record.size() - 17] ^= damage;
+    }
     DWORD size = kBlockSize;
     return !record.empty() &&
            CryptBinaryToStringA(record.data(), static_cast<DWORD>(record.size()),
@@ -159,10 +165,12 @@ void Crash() {
 }
 
 void Act(const std::string& action, const std::string& value, char* block, const std::string& receiver) {
-    if (action == "answer") {
-        if (!PutAnswer(block, value, receiver)) {
+    if (action == "answer" || action == "damaged") {
+        if (!PutAnswer(block, value, receiver, action == "damaged" ? 0x80 : 0)) {
             ExitProcess(kNotEncrypted);
         }
+    } else if (action == "delay") {
+        Sleep(std::strtoul(value.c_str(), nullptr, 10));
     } else if (action == "block") {
         PutFile(block, value);
     } else if (action == "signal") {
@@ -178,6 +186,27 @@ void Act(const std::string& action, const std::string& value, char* block, const
     }
 }
 
+// The lines of the script, or of one of its parts.
+std::vector<std::string> ReadScript() {
+    std::ifstream file(FilePath("script.txt"));
+    if (!file) {
+        ExitProcess(kNoScript);
+    }
+    std::vector<std::vector<std::string>> parts(1);
+    std::string line;
+    while (std::getline(file, line)) {
+        if (line == "or") {
+            parts.emplace_back();
+        } else {
+            parts.back().push_back(line);
+        }
+    }
+    unsigned chance = 0;
+    BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(&chance), sizeof(chance),
+                    BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    return parts[chance % parts.size()];
+}
+
 } // namespace
 
 int main() {
@@ -186,12 +215,7 @@ int main() {
         reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::strtoull(receiver.c_str(), nullptr, 10)));
     char* const block = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, kBlockSize));
     Record(receiver, block);
-    std::ifstream script(FilePath("script.txt"));
-    if (!script) {
-        return kNoScript;
-    }
-    std::string line;
-    while (std::getline(script, line)) {
+    for (const std::string& line : ReadScript()) {
         const std::size_t blank = line.find(' ');
         Act(line.substr(0, blank), blank == std::string::npos ? "" : line.substr(blank + 1), block, receiver);
     }
