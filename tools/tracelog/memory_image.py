@@ -42,9 +42,12 @@ class MemoryImage:
                 break
             one = self.ranges[index]
             start = one.offset + address - one.address
-            pieces.append(self.data[start : start + min(size, one.end - address)])
-            address += len(pieces[-1])
-            size -= len(pieces[-1])
+            piece = self.data[start : start + min(size, one.end - address)]
+            if not piece:
+                break  # the file has become shorter since
+            pieces.append(piece)
+            address += len(piece)
+            size -= len(piece)
         return b"".join(pieces)
 
     def find(self, pattern: bytes) -> Iterator[int]:
