@@ -23,6 +23,7 @@ install_headers() {
     make install
 }
 
+# Every function a section of its own, as the linker only drops whole sections that nothing uses.
 install_c_runtime() {
     local -a libraries=(--disable-lib32 --disable-libarm32)
     case $architecture in
@@ -32,7 +33,8 @@ install_c_runtime() {
     mkdir -p "$build/crt"
     cd "$build/crt"
     "$sources/mingw/mingw-w64-crt/configure" --host="$target" --prefix="$sysroot" "${libraries[@]}" \
-        --with-default-msvcrt=ucrt --enable-cfguard CFLAGS=-O2 CXXFLAGS=-O2 CC="$target-clang" \
+        --with-default-msvcrt=ucrt --enable-cfguard CC="$target-clang" \
+        CFLAGS='-O2 -ffunction-sections -fdata-sections' CXXFLAGS='-O2 -ffunction-sections -fdata-sections' \
         AS="$target-clang -c" AR="$target-ar" RANLIB="$target-ranlib" DLLTOOL="$target-dlltool"
     make -j"$jobs"
     make install
@@ -50,7 +52,8 @@ install_with_cmake() {
         -DCMAKE_C_COMPILER_TARGET="$architecture-w64-windows-gnu" \
         -DCMAKE_CXX_COMPILER_TARGET="$architecture-w64-windows-gnu" \
         -DCMAKE_AR="$llvm_bin/llvm-ar" -DCMAKE_RANLIB="$llvm_bin/llvm-ranlib" \
-        -DCMAKE_C_FLAGS_INIT=-mguard=cf -DCMAKE_CXX_FLAGS_INIT=-mguard=cf \
+        -DCMAKE_C_FLAGS_INIT='-mguard=cf -ffunction-sections -fdata-sections' \
+        -DCMAKE_CXX_FLAGS_INIT='-mguard=cf -ffunction-sections -fdata-sections' \
         -DPython3_EXECUTABLE=/usr/bin/python3 "$@"
     ninja -C "$build/$folder" -j"$jobs" install
 }
@@ -62,13 +65,14 @@ install_builtins() {
         -DLLVM_CMAKE_DIR="$sources/llvm/llvm/cmake/modules"
 }
 
-# Static only: the products carry their runtime in themselves.
+# Static only: the products carry their runtime in themselves. So the handler of an exception that nobody catches names
+# its type as the compiler does: taking that name apart would be more than a third of the library.
 install_cxx_runtime() {
     install_with_cmake "$sources/llvm/runtimes" runtimes "$sysroot" -DLLVM_PATH="$sources/llvm/llvm" \
         -DLLVM_ENABLE_RUNTIMES="libunwind;libcxxabi;libcxx" -DLLVM_INCLUDE_TESTS=OFF \
         -DLIBUNWIND_USE_COMPILER_RT=ON -DLIBUNWIND_ENABLE_SHARED=OFF -DLIBUNWIND_INCLUDE_TESTS=OFF \
         -DLIBCXXABI_USE_COMPILER_RT=ON -DLIBCXXABI_USE_LLVM_UNWINDER=ON -DLIBCXXABI_ENABLE_SHARED=OFF \
-        -DLIBCXXABI_INCLUDE_TESTS=OFF \
+        -DLIBCXXABI_INCLUDE_TESTS=OFF -DLIBCXXABI_NON_DEMANGLING_TERMINATE=ON \
         -DLIBCXX_USE_COMPILER_RT=ON -DLIBCXX_ENABLE_SHARED=OFF -DLIBCXX_ENABLE_STATIC_ABI_LIBRARY=ON \
         -DLIBCXX_CXX_ABI=libcxxabi -DLIBCXX_INCLUDE_TESTS=OFF -DLIBCXX_INCLUDE_BENCHMARKS=OFF \
         -DLIBCXX_INSTALL_MODULES=OFF -DLIBCXX_ENABLE_ABI_LINKER_SCRIPT=OFF
