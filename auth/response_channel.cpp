@@ -59,7 +59,7 @@ std::int32_t DecodeRecord(const char* text, SecretBytes& record) noexcept {
 
 // A failure leaves the digest zero, and the answer then does not decrypt.
 void DeriveKey(std::uint64_t blockHandle, unsigned char* digest) noexcept {
-    const Digits text(blockHandle, 10, kLowercaseDigits);
+    const Digits text(blockHandle);
     const std::int32_t result = SHA2(text.View().data(), text.View().size(), digest);
     if (result != 0) {
         TRACE_DEBUG("decrypting share mem, SHA2() returned  %d, err=%d", result, GetLastError());

@@ -16,7 +16,7 @@ TruncatedText& TruncatedText::AppendNumber(std::uint64_t number) {
 }
 
 std::wstring DecimalText(std::uint64_t number) {
-    const Digits digits(number, 10, kLowercaseDigits);
+    const Digits digits(number);
     return std::wstring(digits.View().begin(), digits.View().end());
 }
 

@@ -10,17 +10,13 @@ constexpr std::string_view kCutMark = "...";
 
 } // namespace
 
-void BoundedText::Append(char character) noexcept {
-    Fill(character, 1);
-}
-
-void BoundedText::Append(std::string_view text) noexcept {
-    const std::size_t count = std::min(text.size(), capacity_ - length_);
-    if (count != 0) {
-        std::memcpy(memory_ + length_, text.data(), count);
+void BoundedText::AppendFitting(std::string_view text) noexcept {
+    const std::size_t fitting = capacity_ - length_;
+    if (fitting != 0) {
+        std::memcpy(memory_ + length_, text.data(), fitting);
     }
-    length_ += count;
-    cut_ = cut_ || count != text.size();
+    length_ = capacity_;
+    cut_ = true;
 }
 
 void BoundedText::Fill(char character, std::size_t count) noexcept {
@@ -33,19 +29,23 @@ void BoundedText::Fill(char character, std::size_t count) noexcept {
 }
 
 void BoundedText::AppendDecimal(std::uint64_t value, std::size_t minimumDigits) noexcept {
-    const Digits digits(value, 10, kLowercaseDigits);
-    const std::size_t count = digits.View().size();
-    Fill('0', minimumDigits > count ? minimumDigits - count : 0);
+    const std::size_t count = std::max(DecimalLength(value), minimumDigits);
+    if (char* text = Claim(count)) {
+        PutDecimal(text, value, count);
+        return;
+    }
+    const Digits digits(value);
+    Fill('0', count - digits.View().size());
     Append(digits.View());
 }
 
-void BoundedText::AppendField(std::string_view text, std::size_t limit) noexcept {
-    if (text.size() <= limit) {
-        Append(text);
+void BoundedText::AppendHex(std::uint64_t value, HexTable table) noexcept {
+    const std::size_t count = HexLength(value);
+    if (char* text = Claim(count)) {
+        PutHex(text, value, count, table);
         return;
     }
-    Append(text.substr(0, limit - kCutMark.size()));
-    Append(kCutMark);
+    Append(Digits(value, table).View());
 }
 
 void BoundedText::MarkCut() noexcept {
@@ -54,11 +54,12 @@ void BoundedText::MarkCut() noexcept {
     }
 }
 
-Digits::Digits(std::uint64_t value, unsigned base, std::string_view table) noexcept {
-    do {
-        digits_[--first_] = table[static_cast<std::size_t>(value % base)];
-        value /= base;
-    } while (value != 0);
+Digits::Digits(std::uint64_t value) noexcept : length_(DecimalLength(value)) {
+    PutDecimal(digits_, value, length_);
+}
+
+Digits::Digits(std::uint64_t value, HexTable table) noexcept : length_(HexLength(value)) {
+    PutHex(digits_, value, length_, table);
 }
 
 } // namespace zelto

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "trace/number_text.h"
+#include "trace/short_text.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -13,27 +16,55 @@ public:
     // `capacity` in bytes; `memory` outlives this object.
     BoundedText(char* memory, std::size_t capacity) noexcept : memory_(memory), capacity_(capacity) {}
 
-    void Append(char character) noexcept;
-    void Append(std::string_view text) noexcept;
+    void Append(char character) noexcept {
+        if (length_ < capacity_) {
+            memory_[length_++] = character;
+        } else {
+            cut_ = true;
+        }
+    }
+
+    void Append(std::string_view text) noexcept {
+        if (text.size() <= capacity_ - length_) {
+            CopyText(memory_ + length_, text);
+            length_ += text.size();
+        } else {
+            AppendFitting(text);
+        }
+    }
+
     void Fill(char character, std::size_t count) noexcept;
+
+    // Appends `count` characters that the caller writes, all of them. Null, with nothing appended or dropped, when
+    // they do not fit.
+    char* Claim(std::size_t count) noexcept {
+        if (count > capacity_ - length_) {
+            return nullptr;
+        }
+        length_ += count;
+        return memory_ + length_ - count;
+    }
 
     // Decimal digits, filled with zeros on the left to at least `minimumDigits`.
     void AppendDecimal(std::uint64_t value, std::size_t minimumDigits = 1) noexcept;
 
-    // `text`, or, when it is longer than `limit` (at least 3), its beginning and "..." with `limit`
-    // characters in all.
-    void AppendField(std::string_view text, std::size_t limit) noexcept;
+    void AppendHex(std::uint64_t value, HexTable table) noexcept;
 
     // When something was dropped, the last three characters become "...".
     void MarkCut() noexcept;
 
-    // Takes back the last character; there must be one.
-    void RemoveLast() noexcept { --length_; }
+    // For a writer that keeps its place in a register: where the text ends, how much more fits, and where it ends
+    // after having been written on.
+    char* End() const noexcept { return memory_ + length_; }
+    std::size_t Room() const noexcept { return capacity_ - length_; }
+    void SetEnd(const char* end) noexcept { length_ = static_cast<std::size_t>(end - memory_); }
 
     std::size_t Length() const noexcept { return length_; }
     std::string_view View() const noexcept { return {memory_, length_}; }
 
 private:
+    void AppendFitting(std::string_view text) noexcept;
+
     char* memory_;
     std::size_t capacity_;
     std::size_t length_ = 0;
@@ -43,16 +74,13 @@ private:
 // The digits of a number, for text that is measured before it is written.
 class Digits {
 public:
-    // Base 2 to 16; `table` holds the characters of the digits.
-    Digits(std::uint64_t value, unsigned base, std::string_view table) noexcept;
-    std::string_view View() const noexcept { return {digits_ + first_, sizeof(digits_) - first_}; }
+    explicit Digits(std::uint64_t value) noexcept; // in decimal
+    Digits(std::uint64_t value, HexTable table) noexcept;
+    std::string_view View() const noexcept { return {digits_, length_}; }
 
 private:
-    char digits_[64];
-    std::size_t first_ = sizeof(digits_);
+    char digits_[20];
+    std::size_t length_;
 };
-
-inline constexpr std::string_view kLowercaseDigits = "0123456789abcdef";
-inline constexpr std::string_view kUppercaseDigits = "0123456789ABCDEF";
 
 } // namespace zelto

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "trace/record.h"
+#include "trace/time_block.h"
 
 #include <cstdint>
 #include <windows.h>
@@ -8,11 +8,16 @@
 
 namespace zelto {
 
-// Now, in local time as the CRT splits it. The offset takes the daylight-saving hour off whenever the zone
-// has a daylight rule, in winter as well. The CRT reads the time zone anew about every 10 seconds.
-RecordTime CurrentRecordTime() noexcept;
+// Writes the time block of a record of now, in local time as the CRT splits it. The offset takes the
+// daylight-saving hour off whenever the zone has a daylight rule, in winter as well. The CRT reads the time
+// zone anew about every 10 seconds. `text` has room for kMaximumTimeBlock characters; returns where the block
+// ends.
+char* PutCurrentTimeBlock(char* text) noexcept;
 
-// Looks up the precise system time for CurrentRecordTime (GetSystemTimePreciseAsFileTime; the coarse one when
+// A moment in local time, with the zone as the CRT knows it now.
+RecordTime LocalRecordTime(const SplitTime& moment) noexcept;
+
+// Looks up the precise system time for PutCurrentTimeBlock (GetSystemTimePreciseAsFileTime; the coarse one when
 // kernel32 has none).
 void LookUpClock() noexcept;
 

@@ -4,9 +4,11 @@
 #include "trace/trace_state.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <string>
 
 namespace zelto {
 namespace {
@@ -36,6 +38,15 @@ FARPROC WINAPI FindNothing(HMODULE, LPCSTR) {
     return nullptr;
 }
 
+std::uint64_t clockValue = 0;                                         // 100 ns since 1601
+constexpr std::uint64_t kSomeSecond = 11'644'473'600 + 1'773'889'893; // 2026-03-19 03:11:33 UTC
+
+int splits = 0;
+errno_t CountedLocalTime(std::tm* local, const __time64_t* seconds) {
+    ++splits;
+    return _gmtime64_s(local, seconds);
+}
+
 HMODULE OwnModule() {
     return GetModuleHandleA(nullptr);
 }
@@ -45,46 +56,100 @@ protected:
     ClockTest() { LookUpClock(); }
 };
 
+// The block of now, and its fields.
+std::string Block() {
+    char memory[kMaximumTimeBlock];
+    return {memory, PutCurrentTimeBlock(memory)};
+}
+std::string Offset() {
+    return Block().substr(29, 9);
+}
+RecordTime Fields() {
+    RecordTime time;
+    EXPECT_EQ(std::sscanf(Block().c_str(), "[%d-%d-%d %d:%d:%d.%u UTC", &time.year, &time.month, &time.day,
+                          &time.hour, &time.minute, &time.second, &time.fraction),
+              7);
+    return time;
+}
+
 TEST_F(ClockTest, DaylightHourIsTakenOffSummerAndWinter) {
     const test::ImportPatch seconds(OwnModule(), "_get_timezone", &ZoneSeconds);
     const test::ImportPatch daylight(OwnModule(), "_get_daylight", &ZoneDaylight);
     zoneSeconds = -3600; // Central Europe
     zoneDaylight = 1;
-    EXPECT_EQ(CurrentRecordTime().secondsWestOfUtc, -7200);
+    EXPECT_EQ(Offset(), "UTC+02:00");
     zoneDaylight = 0;
-    EXPECT_EQ(CurrentRecordTime().secondsWestOfUtc, -3600);
+    EXPECT_EQ(Offset(), "UTC+01:00");
     zoneSeconds = 5 * 3600; // New York
     zoneDaylight = 1;
-    EXPECT_EQ(CurrentRecordTime().secondsWestOfUtc, 4 * 3600);
+    EXPECT_EQ(Offset(), "UTC-04:00");
 }
 
 TEST_F(ClockTest, TimeZoneIsReadAnewEveryTenSeconds) {
     const test::ImportPatch ticks(OwnModule(), "GetTickCount", &Tick);
     const test::ImportPatch zone(OwnModule(), "_tzset", &ReadZone);
     tick = 50'000;
-    CurrentRecordTime();
+    Block();
     zoneReads = 0;
     tick = 59'999;
-    CurrentRecordTime();
+    Block();
     EXPECT_EQ(zoneReads, 0);
     tick = 60'000;
-    CurrentRecordTime();
-    CurrentRecordTime();
+    Block();
+    Block();
     EXPECT_EQ(zoneReads, 1);
     tick = 5'000; // the tick count starts anew every 49.7 days
-    CurrentRecordTime();
+    Block();
     EXPECT_EQ(zoneReads, 2);
 }
 
-// Local fields, their offset and fraction give the clock's own value back (the test zone has no daylight rule
-// or is out of it: only the fields below a day are compared).
+VOID WINAPI Clock(LPFILETIME now) {
+    now->dwLowDateTime = static_cast<DWORD>(clockValue);
+    now->dwHighDateTime = static_cast<DWORD>(clockValue >> 32);
+}
+
+// The blocks of a second are made once; here the clock stands where it is put.
+TEST_F(ClockTest, EveryBlockIsThatOfItsMoment) {
+    traceState.readClock = &Clock;
+    const test::ImportPatch ticks(OwnModule(), "GetTickCount", &Tick);
+    const test::ImportPatch split(OwnModule(), "_localtime64_s", &CountedLocalTime);
+    clockValue = kSomeSecond * 10'000'000 + 1'234'567;
+    splits = 0;
+    const std::string first = Block();
+    EXPECT_EQ(first.substr(0, 29), "[2026-03-19 03:11:33.1234567 ");
+    clockValue += 8'000'000;
+    EXPECT_EQ(Block().substr(0, 29), "[2026-03-19 03:11:33.9234567 ");
+    EXPECT_EQ(splits, 1);
+    clockValue += 1'000'000;
+    EXPECT_EQ(Block().substr(0, 29), "[2026-03-19 03:11:34.0234567 ");
+    clockValue -= 9'000'000; // a clock that is set back
+    EXPECT_EQ(Block(), first);
+    EXPECT_EQ(splits, 3);
+}
+
+TEST_F(ClockTest, NewReadingOfTheZoneSplitsTheSecondAnew) {
+    traceState.readClock = &Clock;
+    const test::ImportPatch ticks(OwnModule(), "GetTickCount", &Tick);
+    const test::ImportPatch split(OwnModule(), "_localtime64_s", &CountedLocalTime);
+    clockValue = (kSomeSecond + 7) * 10'000'000;
+    tick = 10'000;
+    splits = 0;
+    Block();
+    Block();
+    EXPECT_EQ(splits, 1);
+    tick = 20'000;
+    Block();
+    EXPECT_EQ(splits, 2);
+}
+
+// Local fields and fraction give the clock's own value back.
 TEST_F(ClockTest, FieldsAreTheLocalTimeOfNow) {
     SYSTEMTIME before;
     SYSTEMTIME after;
     RecordTime now;
     do { // within one minute
         GetLocalTime(&before);
-        now = CurrentRecordTime();
+        now = Fields();
         GetLocalTime(&after);
     } while (before.wMinute != after.wMinute);
     EXPECT_EQ(now.year, before.wYear);
@@ -104,7 +169,7 @@ TEST_F(ClockTest, CoarseClockServesWhereThereIsNoPreciseOne) {
         LookUpClock();
     }
     EXPECT_EQ(traceState.readClock, &GetSystemTimeAsFileTime);
-    EXPECT_GE(CurrentRecordTime().year, 2024);
+    EXPECT_GE(Fields().year, 2024);
     LookUpClock();
     EXPECT_NE(traceState.readClock, &GetSystemTimeAsFileTime);
 }
@@ -116,7 +181,7 @@ errno_t NoLocalTime(std::tm* local, const __time64_t*) {
 
 TEST_F(ClockTest, TimeThatTheRuntimeCannotSplitHasEmptyFields) {
     const test::ImportPatch patch(OwnModule(), "_localtime64_s", &NoLocalTime);
-    const RecordTime now = CurrentRecordTime();
+    const RecordTime now = LocalRecordTime({1773889893, 0});
     EXPECT_EQ(now.year, 1900);
     EXPECT_EQ(now.month, 1);
     EXPECT_EQ(now.day, 0);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "trace/file_names.h"
-#include "trace/record.h"
+#include "trace/time_block.h"
 
 #include <cstdint>
 #include <string_view>

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 namespace zelto {
@@ -69,7 +68,12 @@ const char* ReadOptions(const char* next, Options& options, Arguments& arguments
 void AppendNumber(BoundedText& out, const Options& options, std::string_view prefix, std::size_t counted,
                   std::string_view digits) noexcept {
     const std::size_t used = counted + digits.size();
-    const std::size_t fill = options.width > used ? options.width - used : 0;
+    if (options.width <= used) {
+        out.Append(prefix);
+        out.Append(digits);
+        return;
+    }
+    const std::size_t fill = options.width - used;
     const bool zeros = options.zeros && !options.leftmost;
     out.Fill(' ', zeros || options.leftmost ? 0 : fill);
     out.Append(prefix);
@@ -86,14 +90,12 @@ void AppendSigned(BoundedText& out, const Options& options, Arguments& arguments
     const std::int64_t value =
         options.wide64 ? va_arg(arguments.list, long long) : va_arg(arguments.list, int);
     const auto bits = static_cast<std::uint64_t>(value);
-    const Digits digits(value < 0 ? 0 - bits : bits, 10,
-                        kLowercaseDigits); // the lowest value has no positive
+    const Digits digits(value < 0 ? 0 - bits : bits); // the lowest value has no positive
     AppendNumber(out, options, value < 0 ? "-" : "", value < 0 ? 1 : 0, digits.View());
 }
 
-void AppendHex(BoundedText& out, const Options& options, std::uint64_t value,
-               std::string_view table) noexcept {
-    AppendNumber(out, options, "0x", 0, Digits(value, 16, table).View());
+void AppendHex(BoundedText& out, const Options& options, std::uint64_t value, HexTable table) noexcept {
+    AppendNumber(out, options, "0x", 0, Digits(value, table).View());
 }
 
 void AppendString(BoundedText& out, const Options& options, std::string_view text) noexcept {
@@ -103,7 +105,7 @@ void AppendString(BoundedText& out, const Options& options, std::string_view tex
 
 void AppendNarrow(BoundedText& out, const Options& options, const char* text) noexcept {
     if (text != nullptr) {
-        AppendString(out, options, text);
+        AppendString(out, options, {text, TextLength(text)});
     }
 }
 
@@ -148,8 +150,7 @@ const char* AppendConversion(BoundedText& out, const char* next, const Options& 
         AppendSigned(out, options, arguments);
         break;
     case 'u':
-        AppendNumber(out, options, "", 0,
-                     Digits(ReadUnsigned(options, arguments), 10, kLowercaseDigits).View());
+        AppendNumber(out, options, "", 0, Digits(ReadUnsigned(options, arguments)).View());
         break;
     case 'x':
         AppendHex(out, options, ReadUnsigned(options, arguments), kLowercaseDigits);
@@ -185,21 +186,85 @@ const char* AppendConversion(BoundedText& out, const char* next, const Options& 
     return next + 1;
 }
 
+// A conversion with options, or a rare one. Returns what follows it.
+const char* AppendAnyConversion(BoundedText& out, const char* next, Arguments& arguments) noexcept {
+    Options options;
+    const char* conversion = ReadOptions(next, options, arguments);
+    return AppendConversion(out, conversion, options, arguments);
+}
+
+const char* EndOfLiteral(const char* text) noexcept {
+    while (*text != '%' && *text != '\0') {
+        ++text;
+    }
+    return text;
+}
+
+// Writes on at `at`, the end of `out`, whose own length is set only where that is needed: so the place stays in a
+// register from one piece of text to the next.
+char* PutPiece(BoundedText& out, char* at, std::string_view text) noexcept {
+    out.SetEnd(at);
+    out.Append(text);
+    return out.End();
+}
+
+constexpr std::size_t kPlainNumber = 1 + kMaximumDecimalLength; // with its sign
+
+// Nearly all records are made of literal text, strings and numbers without options. Appends these as long as they come
+// and fit, and returns the first part of the format that is something else: its end, or the '%' of a conversion.
+const char* AppendPlainParts(BoundedText& out, const char* format, Arguments& arguments) noexcept {
+    char* at = out.End();
+    char* const full = at + out.Room();
+    const auto put = [&](std::string_view text) {
+        const bool fits = text.size() <= static_cast<std::size_t>(full - at);
+        at = fits ? CopyText(at, text) : PutPiece(out, at, text);
+    };
+    for (;;) {
+        const char* percent = EndOfLiteral(format);
+        put({format, static_cast<std::size_t>(percent - format)});
+        format = percent;
+        if (*format == '\0') {
+            break;
+        }
+        const char conversion = format[1];
+        if (conversion == 's') {
+            if (const char* text = va_arg(arguments.list, const char*)) {
+                put({text, TextLength(text)});
+            }
+        } else if (static_cast<std::size_t>(full - at) < kPlainNumber) {
+            break;
+        } else if (conversion == 'd') {
+            const int value = va_arg(arguments.list, int);
+            const auto bits = static_cast<std::uint32_t>(value);
+            if (value < 0) {
+                *at++ = '-';
+            }
+            at = PutDecimal(at, value < 0 ? 0 - bits : bits);
+        } else if (conversion == 'u') {
+            at = PutDecimal(at, va_arg(arguments.list, unsigned int));
+        } else if (conversion == 'x') {
+            const auto value = va_arg(arguments.list, unsigned int);
+            const std::size_t length = HexLength(value);
+            at = CopyText(at, "0x");
+            PutHex(at, value, length, kLowercaseDigits);
+            at += length;
+        } else {
+            break;
+        }
+        format += 2;
+    }
+    out.SetEnd(at);
+    return format;
+}
+
 } // namespace
 
 void AppendMessage(BoundedText& out, const char* format, std::va_list arguments) noexcept {
     Arguments copy;
     va_copy(copy.list, arguments);
-    for (;;) {
-        const char* percent = std::strchr(format, '%');
-        if (percent == nullptr) {
-            out.Append(format);
-            break;
-        }
-        out.Append({format, static_cast<std::size_t>(percent - format)});
-        Options options;
-        const char* conversion = ReadOptions(percent + 1, options, copy);
-        format = AppendConversion(out, conversion, options, copy);
+    for (format = AppendPlainParts(out, format, copy); *format != '\0';
+         format = AppendPlainParts(out, format, copy)) {
+        format = AppendAnyConversion(out, format + 1, copy);
     }
     va_end(copy.list);
     out.MarkCut();

@@ -10,16 +10,17 @@ namespace zelto {
 // error afterwards, and opening a file on the way would otherwise turn into their result.
 class KeptErrors {
 public:
-    KeptErrors() noexcept : lastError_(GetLastError()), errno_(errno) {}
+    KeptErrors() noexcept : lastError_(GetLastError()), place_(errno), errno_(place_) {}
     KeptErrors(const KeptErrors&) = delete;
     KeptErrors& operator=(const KeptErrors&) = delete;
     ~KeptErrors() {
-        errno = errno_;
+        place_ = errno_;
         SetLastError(lastError_);
     }
 
 private:
     DWORD lastError_;
+    int& place_; // of this thread's errno
     int errno_;
 };
 

@@ -13,7 +13,9 @@
 #include "trace/writer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ctime>
+#include <iterator>
 
 namespace zelto {
 namespace {
@@ -24,14 +26,16 @@ constexpr DWORD kLeavingMilliseconds = 100; // for threads that have passed Trac
 
 void SetModuleName(std::string_view name) noexcept {
     const std::size_t count = std::min(name.size(), kModuleNameSize);
-    std::copy_n(name.data(), count, traceState.moduleName);
+    std::uint64_t words[std::size(traceState.moduleName)] = {};
+    std::memcpy(words, name.data(), count);
+    std::copy(std::begin(words), std::end(words), traceState.moduleName);
     const bool shown = (TraceFlags.load() & kTraceNoModuleName) == 0;
     traceState.moduleNameLength.store(shown ? count : 0, std::memory_order_release);
 }
 
 void ClearModuleName() noexcept {
     traceState.moduleNameLength.store(0);
-    std::fill_n(traceState.moduleName, kModuleNameSize, '\0');
+    std::fill(std::begin(traceState.moduleName), std::end(traceState.moduleName), 0);
 }
 
 // Streams that an earlier stop left open belong to the old names.

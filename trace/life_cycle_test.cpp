@@ -181,7 +181,7 @@ TEST_F(LifeCycleTest, StopClearsWhatStartHadSet) {
     EXPECT_EQ(TraceFlags.load(), 0u);
     EXPECT_EQ(traceState.initialised, 0u);
     EXPECT_EQ(traceState.moduleNameLength, 0u);
-    EXPECT_EQ(traceState.moduleName[0], '\0');
+    EXPECT_EQ(traceState.moduleName[0], 0u);
     EXPECT_FALSE(traceState.names.main.IsSet());
     EXPECT_EQ(traceState.stopEvent, nullptr);
 }
@@ -271,10 +271,10 @@ TEST_F(WithoutWriterTest, NoWorkItem) {
 
 std::filesystem::path watchedLog;
 std::string writtenBeforeStopRecord;
-errno_t (*splitLocalTime)(std::tm*, const __time64_t*);
-errno_t ReadLogThenLocalTime(std::tm* local, const __time64_t* seconds) {
+errno_t (*readZone)(long*);
+errno_t ReadLogThenZone(long* seconds) {
     writtenBeforeStopRecord = test::ReadBytes(watchedLog);
-    return splitLocalTime(local, seconds);
+    return readZone(seconds);
 }
 
 // The stop record's local time needs a lock of the CRT that an ended thread may have taken with it.
@@ -284,8 +284,8 @@ TEST_F(LifeCycleTest, ProcessEndWritesWhatIsPendingBeforeItsOwnRecord) {
     watchedLog = folder_.Path() / "host.log";
     writtenBeforeStopRecord.clear();
     {
-        const test::ImportPatch patch(OwnModule(), "_localtime64_s", &ReadLogThenLocalTime);
-        splitLocalTime = patch.Original<errno_t(std::tm*, const __time64_t*)>();
+        const test::ImportPatch patch(OwnModule(), "_get_timezone", &ReadLogThenZone);
+        readZone = patch.Original<errno_t(long*)>();
         TraceStopAtProcessEnd();
     }
     EXPECT_NE(writtenBeforeStopRecord.find("last words\r\n"), std::string::npos) << writtenBeforeStopRecord;

@@ -3,11 +3,11 @@
 #include "trace/emit.h"
 #include "trace/hex_dump.h"
 #include "trace/log_files.h"
+#include "trace/short_text.h"
 #include "trace/trace.h"
 #include "trace/trace_state.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace zelto {
 namespace {
@@ -24,7 +24,7 @@ struct Emission {
 void AppendPending(std::string_view text) noexcept {
     const std::size_t used = static_cast<std::size_t>(traceState.pendingUsed);
     const std::size_t count = std::min(text.size(), kPendingSize - 1 - used);
-    std::memcpy(traceState.pending + used, text.data(), count);
+    CopyText(traceState.pending + used, text.substr(0, count));
     traceState.pending[used + count] = '\0';
     traceState.pendingUsed = used + count;
 }
@@ -103,7 +103,7 @@ void OutputRecord(std::string_view record, const void* data, std::size_t dataLen
     if (end > emission.emitted) {
         EmitUpTo(emission, end);
     }
-    if (std::strcmp(level, kLevelError) == 0) {
+    if (SameText(level, kLevelError)) {
         WriteErrorCopy(record);
     }
 }

@@ -12,7 +12,6 @@ namespace {
 RecordHead DefaultHead() {
     RecordHead head;
     head.flags = kTraceDefaultFlags;
-    head.time = {2026, 3, 19, 4, 11, 33, 1234567, -3600};
     head.processId = 1234;
     head.threadId = 5678;
     head.moduleName = "ZeltoAuth";
@@ -23,33 +22,23 @@ RecordHead DefaultHead() {
 
 std::string Text(const RecordHead& head) {
     char memory[kMaximumRecordHead];
-    BoundedText out(memory, sizeof(memory));
-    AppendRecordHead(out, head);
-    return std::string(out.View());
+    return {memory, PutRecordHead(memory, head)};
 }
 
 // The head without its time and id blocks.
 std::string LabelOf(RecordHead head) {
-    head.flags |= kTraceNoTime | kTraceNoProcessId | kTraceNoThreadId;
+    head.flags |= kTraceNoProcessId | kTraceNoThreadId;
     return Text(head);
 }
 
 std::string IdsWith(std::uint64_t flags) {
     RecordHead head = DefaultHead();
-    head.flags |= flags | kTraceNoTime | kTraceNoModuleName | kTraceNoLevel;
-    return Text(head);
-}
-
-std::string TimeOf(const RecordTime& time) {
-    RecordHead head = DefaultHead();
-    head.flags |= kTraceNoProcessId | kTraceNoThreadId | kTraceNoModuleName | kTraceNoLevel;
-    head.time = time;
+    head.flags |= flags | kTraceNoModuleName | kTraceNoLevel;
     return Text(head);
 }
 
 TEST(RecordTest, DefaultsShowEveryBlock) {
-    EXPECT_EQ(Text(DefaultHead()),
-              "[2026-03-19 04:11:33.1234567 UTC+01:00] [1234:5678] [ZeltoAuth  1413    info] ");
+    EXPECT_EQ(Text(DefaultHead()), "[1234:5678] [ZeltoAuth  1413    info] ");
 }
 
 TEST(RecordTest, EmptyReservedFieldLeavesTwoBlanks) {
@@ -64,27 +53,6 @@ TEST(RecordTest, EmptyReservedFieldLeavesTwoBlanks) {
     EXPECT_EQ(LabelOf(head), "[ZeltoAuth  400   error] ");
 }
 
-TEST(RecordTest, TimeBlockCanBeLeftOut) {
-    RecordHead head = DefaultHead();
-    head.flags |= kTraceNoTime;
-    EXPECT_EQ(Text(head), "[1234:5678] [ZeltoAuth  1413    info] ");
-}
-
-TEST(RecordTest, TimeFieldsArePadded) {
-    EXPECT_EQ(TimeOf({987, 1, 2, 3, 4, 5, 6, 0}), "[0987-01-02 03:04:05.0000006 UTC+00:00] ");
-    EXPECT_EQ(TimeOf({12345, 12, 31, 23, 59, 59, 9999999, 0}), "[12345-12-31 23:59:59.9999999 UTC+00:00] ");
-}
-
-TEST(RecordTest, OffsetIsPlusToTheEastAndMinusToTheWest) {
-    RecordTime time = {2026, 1, 1, 0, 0, 0, 0, 0};
-    time.secondsWestOfUtc = -19800;
-    EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC+05:30] ");
-    time.secondsWestOfUtc = 12600;
-    EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC-03:30] ");
-    time.secondsWestOfUtc = -45900;
-    EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC+12:45] ");
-}
-
 TEST(RecordTest, IdBlockByFlags) {
     EXPECT_EQ(IdsWith(0), "[1234:5678] ");
     EXPECT_EQ(IdsWith(kTraceNoThreadId), "[1234:] ");
@@ -94,7 +62,7 @@ TEST(RecordTest, IdBlockByFlags) {
 
 TEST(RecordTest, IdOfZeroPrintsAsNothing) {
     RecordHead head = DefaultHead();
-    head.flags |= kTraceNoTime | kTraceNoModuleName | kTraceNoLevel;
+    head.flags |= kTraceNoModuleName | kTraceNoLevel;
     head.processId = 0;
     head.threadId = 4294967295u;
     EXPECT_EQ(Text(head), "[:4294967295] ");
@@ -128,8 +96,8 @@ TEST(RecordTest, NoLabelTakesAllEightBits) {
     RecordHead head = DefaultHead();
     head.flags = kTraceNoLabel;
     EXPECT_EQ(Text(head), "");
-    head.flags = kTraceNoLabel & ~kTraceNoLevel & ~kTraceNoTime;
-    EXPECT_EQ(Text(head), "[2026-03-19 04:11:33.1234567 UTC+01:00] [   info] ");
+    head.flags = kTraceNoLabel & ~kTraceNoLevel;
+    EXPECT_EQ(Text(head), "[   info] ");
 }
 
 TEST(RecordTest, LineIsPrintedUnchecked) {
@@ -151,7 +119,6 @@ TEST(RecordTest, OverlongFieldsAreCut) {
 
 TEST(RecordTest, LongestHeadFitsItsMemory) {
     RecordHead head = DefaultHead();
-    head.time = {INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, UINT_MAX, INT_MIN};
     head.processId = UINT_MAX;
     head.threadId = UINT_MAX;
     head.moduleName = "0123456789012345678901234567890123456789";
@@ -159,18 +126,6 @@ TEST(RecordTest, LongestHeadFitsItsMemory) {
     head.level = "01234567890123456789";
     EXPECT_LT(Text(head).size(), kMaximumRecordHead);
     EXPECT_TRUE(Text(head).ends_with("0123456789012...] "));
-}
-
-TEST(RecordTest, FileTimeIsSplitAt1970) {
-    const SplitTime epoch = SplitFileTime(116444736000000000u);
-    EXPECT_EQ(epoch.seconds, 0);
-    EXPECT_EQ(epoch.fraction, 0u);
-    const SplitTime later = SplitFileTime(116444736000000000u + 1773889893u * 10000000ull + 1234567u);
-    EXPECT_EQ(later.seconds, 1773889893);
-    EXPECT_EQ(later.fraction, 1234567u);
-    const SplitTime before = SplitFileTime(116444736000000000u - 1);
-    EXPECT_EQ(before.seconds, -1);
-    EXPECT_EQ(before.fraction, 9999999u);
 }
 
 } // namespace

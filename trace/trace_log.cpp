@@ -8,13 +8,17 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstring>
+#include <iterator>
 
 namespace zelto {
 namespace {
 
+constexpr std::size_t kMaximumBlocks = kMaximumTimeBlock + kMaximumRecordHead;
+
 // One record on its way, on the stack of the thread that logs.
 struct RecordMemory {
-    char text[kMaximumRecordHead + kMessageArea];
+    char text[kMaximumBlocks + kMessageArea];
 };
 
 bool TakesRecords() noexcept {
@@ -24,9 +28,11 @@ bool TakesRecords() noexcept {
 
 std::string_view CopyModuleName(char (&name)[kModuleNameSize]) noexcept {
     const std::uint64_t length = traceState.moduleNameLength.load(std::memory_order_acquire);
-    const std::size_t count = std::min(static_cast<std::size_t>(length), kModuleNameSize);
-    std::copy_n(traceState.moduleName, count, name);
-    return {name, count};
+    for (std::size_t i = 0; i < std::size(traceState.moduleName); ++i) {
+        const std::uint64_t word = traceState.moduleName[i].load(std::memory_order_relaxed);
+        std::memcpy(name + i * sizeof(word), &word, sizeof(word));
+    }
+    return {name, std::min(static_cast<std::size_t>(length), kModuleNameSize)};
 }
 
 std::string_view BuildRecord(RecordMemory& memory, std::int32_t line, const char* level, const char* format,
@@ -34,18 +40,20 @@ std::string_view BuildRecord(RecordMemory& memory, std::int32_t line, const char
     char moduleName[kModuleNameSize];
     RecordHead head;
     head.flags = TraceFlags.load(std::memory_order_relaxed);
-    head.time = CurrentRecordTime();
     head.processId = GetCurrentProcessId();
     head.threadId = GetCurrentThreadId();
     head.moduleName = CopyModuleName(moduleName);
     head.line = line;
-    head.level = level;
+    head.level = {level, TextLength(level)};
 
-    BoundedText blocks(memory.text, kMaximumRecordHead);
-    AppendRecordHead(blocks, head);
-    BoundedText message(memory.text + blocks.Length(), kMessageArea - 1);
-    AppendMessage(message, format, arguments);
-    return {memory.text, blocks.Length() + message.Length()};
+    char* message = memory.text;
+    if ((head.flags & kTraceNoTime) == 0) {
+        message = PutCurrentTimeBlock(message);
+    }
+    message = PutRecordHead(message, head);
+    BoundedText out(message, kMessageArea - 1);
+    AppendMessage(out, format, arguments);
+    return {memory.text, out.End()};
 }
 
 } // namespace

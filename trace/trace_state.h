@@ -32,8 +32,8 @@ struct TraceState {
     std::atomic<std::uint8_t> initialised; // set last by TraceStart, cleared by TraceStop
     CRITICAL_SECTION lock;                 // valid while `initialised` is set
 
-    std::atomic<char> moduleName[kModuleNameSize];
-    std::atomic<std::uint64_t> moduleNameLength; // characters of moduleName that records show
+    std::atomic<std::uint64_t> moduleName[kModuleNameSize / 8]; // the characters, zeros behind them
+    std::atomic<std::uint64_t> moduleNameLength;                // characters of moduleName that records show
     std::atomic<std::int64_t> lastCall;      // performance counter at the last TraceLog that passed the gate
     std::atomic<std::uint32_t> timeZoneTick; // GetTickCount / 10,000 at the last _tzset
     VOID(WINAPI* readClock)(LPFILETIME);     // start: the precise system time, or the coarse one
