@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up what building, testing and the demo need: scripts/setup.sh [all|lint|native|x64|arm64|demo …]
+# Sets up what building, testing and the demo need: scripts/setup.sh [all|lint|native|x64|arm64|demo|bench …]
 #
 # Installs Debian packages (as root, or through sudo), builds the cross toolchain and prepares Wine. What is there
 # already is left alone, so that this may be run at any time. docs/set-up.md tells more.
@@ -10,7 +10,7 @@ source scripts/setup/steps.sh
 source scripts/setup/packages.sh
 source scripts/setup/component.sh
 
-readonly all_purposes=(lint native x64 arm64 demo)
+readonly all_purposes=(lint native x64 arm64 demo bench)
 
 usage() {
     printf 'scripts/setup.sh: nothing is named %s; there are: all %s\n' "$1" "${all_purposes[*]}" >&2

@@ -31,3 +31,6 @@ readonly packages_installer=(wixl)
 
 # Looking into crash dumps.
 readonly packages_debugger=(lldb-19)
+
+# The benchmark's peers, and counting instructions.
+readonly packages_bench=(libfmt-dev libspdlog-dev valgrind)

@@ -41,7 +41,7 @@ check_statically() {
     cmake --preset x64 >/dev/null
     local rest
     rest=$( (clang-tidy-19 --version && tracked .clang-tidy '*.h' | xargs sha256sum) | sha256sum | cut -c1-32)
-    mapfile -t units < <(tracked '*.cpp' | grep -v -e '_test\.cpp$' -e '^tests/' -e '^fuzz/')
+    mapfile -t units < <(tracked '*.cpp' | grep -v -e '_test\.cpp$' -e '^tests/' -e '^fuzz/' -e '^bench/')
     [ ${#units[@]} -gt 0 ]
     export -f analyse_file
     export ZELTO_CACHE_DIR ZELTO_TOOLCHAIN_DIR
