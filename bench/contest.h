@@ -53,4 +53,20 @@ inline std::uint64_t Ticks() {
 }
 double TicksPerNanosecond();
 
+// Nanoseconds a call, of calls too short to be timed one by one: the median over groups of 200, so that what the
+// machine does beside does not count.
+template <class Call>
+double MedianOfGroups(int calls, const Call& call) {
+    constexpr int kGroup = 200;
+    std::vector<double> groups;
+    for (int done = 0; done < calls || groups.empty(); done += kGroup) {
+        const std::uint64_t before = Ticks();
+        for (int i = 0; i < kGroup; ++i) {
+            call(static_cast<unsigned>(done + i));
+        }
+        groups.push_back(static_cast<double>(Ticks() - before) / TicksPerNanosecond() / kGroup);
+    }
+    return Percentile(groups, 0.5);
+}
+
 } // namespace zelto::bench

@@ -19,5 +19,6 @@ set_target_properties(ZeltoAuth PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin"
     ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 if(NOT MSVC)
-    target_link_options(ZeltoAuth PRIVATE "-Wl,--pdb=${CMAKE_BINARY_DIR}/bin/ZeltoAuth.pdb")
+    target_link_options(ZeltoAuth PRIVATE "-Wl,--pdb=${CMAKE_BINARY_DIR}/bin/ZeltoAuth.pdb"
+        "-Wl,-Map=${CMAKE_BINARY_DIR}/ZeltoAuth.map") # what takes the space
 endif()
