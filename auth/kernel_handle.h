@@ -42,13 +42,19 @@ private:
     HANDLE handle_ = nullptr;
 };
 
+// True for the pseudo handles of the current process and thread (-1, -2). -1 is also INVALID_HANDLE_VALUE: whoever
+// gives it for "none" would have the caller wait for, or terminate, its own process.
+inline bool IsPseudoHandle(HANDLE handle) noexcept {
+    return handle == GetCurrentProcess() || handle == GetCurrentThread();
+}
+
 // A second handle to the same object, not inheritable, with the same access; empty when `handle` is not a
-// valid one, with ERROR_INVALID_HANDLE as the last error. The pseudo handles of process and thread (-1, -2)
-// are none, as they are none for WaitForMultipleObjects: -1 is also INVALID_HANDLE_VALUE.
+// valid one, with ERROR_INVALID_HANDLE as the last error. The pseudo handles of process and thread are none, as
+// they are none for WaitForMultipleObjects.
 inline KernelHandle DuplicateKernelHandle(HANDLE handle) noexcept {
     HANDLE duplicate = nullptr;
     const HANDLE self = GetCurrentProcess();
-    if (handle == self || handle == GetCurrentThread()) {
+    if (IsPseudoHandle(handle)) {
         SetLastError(ERROR_INVALID_HANDLE);
         return KernelHandle();
     }

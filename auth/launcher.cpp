@@ -53,7 +53,7 @@ bool StartInSession(std::uint32_t session, const std::wstring& executable,
     HANDLE process = nullptr;
     const int result = CreateProcessInSessionEx(session, executable.c_str(), commandLine.data(), 1, 0,
                                                 nullptr, &processId, &process);
-    runningModule.reset(process);
+    runningModule.reset(IsPseudoHandle(process) ? nullptr : process);
     return result >= 0;
 }
 

@@ -13,6 +13,7 @@ struct ProcessObjects {
 ProcessObjects CreateOrTakeUp() noexcept {
     HANDLE parked[2] = {};
     if (TakeParkedHandles(parked)) {
+        ResetEvent(parked[1]); // a stop that an earlier load was given is not this one's
         return {parked[0], parked[1]};
     }
     return {CreateMutexW(nullptr, FALSE, nullptr), CreateEventW(nullptr, FALSE, FALSE, nullptr)};

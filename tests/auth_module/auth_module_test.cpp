@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -117,6 +118,32 @@ std::uint32_t AuthModuleTest::Basic() {
 std::uint32_t AuthModuleTest::TwoFactor() {
     return library_.TwoFactorAuthGetResponse(tokenDescription_, token_.data(), token_.size(), timeoutMs_,
                                              nullptr, nullptr);
+}
+
+std::uint32_t AuthModuleTest::WhileTheModuleWaits(const Call& call, const std::function<void()>& act,
+                                                  const std::string& answer) {
+    const HANDLE started = NamedEvent("zelto test module started");
+    NamedEvent("zelto test never");
+    Script({answer, "signal zelto test module started", "wait zelto test never"});
+    std::future<std::uint32_t> result = std::async(std::launch::async, call);
+    EXPECT_TRUE(IsSignalledSoon(started));
+    act();
+    return result.get();
+}
+
+std::uint32_t AuthModuleTest::Cancelled(const Call& call, const std::string& answer) {
+    return WhileTheModuleWaits(call, [&] { EXPECT_NE(library_.StopRunningZeltoAuth(), 0); }, answer);
+}
+
+DWORD AuthModuleTest::ExitCode(const KernelHandle& process) {
+    DWORD code = STILL_ACTIVE;
+    EXPECT_EQ(WaitForSingleObject(process.get(), 60'000), WAIT_OBJECT_0);
+    GetExitCodeProcess(process.get(), &code);
+    return code;
+}
+
+KernelHandle AuthModuleTest::OpenModule() const {
+    return KernelHandle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, Record().process));
 }
 
 std::vector<std::string> AuthModuleTest::Log() {

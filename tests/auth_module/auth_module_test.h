@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -66,6 +67,20 @@ protected:
     // BasicAuthGetResponse for all three buffers; TwoFactorAuthGetResponse on this thread.
     std::uint32_t Basic();
     std::uint32_t TwoFactor();
+
+    // Makes a call whose module answers, signals that it runs and then waits for ever; acts meanwhile, and gives the
+    // call's result.
+    using Call = std::function<std::uint32_t()>;
+    std::uint32_t WhileTheModuleWaits(const Call& call, const std::function<void()>& act,
+                                      const std::string& answer = Answer("123456"));
+
+    // The result of a call that is cancelled after its module has answered.
+    std::uint32_t Cancelled(const Call& call, const std::string& answer = Answer("123456"));
+
+    // The exit code of a process, once it has ended.
+    static DWORD ExitCode(const KernelHandle& process);
+
+    KernelHandle OpenModule() const; // the process of the last start, while it runs
 
     // Replaces one import of the library until it is unloaded.
     template <class Function>

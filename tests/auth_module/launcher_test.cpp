@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <future>
 #include <thread>
 #include <wincrypt.h>
 
@@ -39,31 +38,6 @@ protected:
     std::wstring Receiver() const {
         const std::string digits = Record().receiver;
         return std::wstring(digits.begin(), digits.end());
-    }
-
-    // Starts a prompt whose module signals that it runs and then waits for ever; calls `act`, and gives the
-    // prompt's result.
-    template <class Act>
-    std::uint32_t WhileTheModuleWaits(Act act) {
-        const HANDLE started = NamedEvent("zelto test module started");
-        NamedEvent("zelto test never");
-        Script({Answer("123456"), "signal zelto test module started", "wait zelto test never"});
-        auto result = std::async(std::launch::async, [&] { return TwoFactor(); });
-        EXPECT_TRUE(IsSignalledSoon(started));
-        act();
-        return result.get();
-    }
-
-    // The exit code of the module of the last start, once it has ended. `process` was opened while it ran.
-    static DWORD ExitCode(const KernelHandle& process) {
-        DWORD code = STILL_ACTIVE;
-        EXPECT_EQ(WaitForSingleObject(process.get(), 60'000), WAIT_OBJECT_0);
-        GetExitCodeProcess(process.get(), &code);
-        return code;
-    }
-
-    KernelHandle OpenModule() const {
-        return KernelHandle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, Record().process));
     }
 
     // After a failure nothing is held: the next prompt works.
@@ -278,10 +252,11 @@ TEST_F(LauncherTest, AnUntouchedBlockLeavesTheExitCode) {
 
 TEST_F(LauncherTest, AStopDuringTheWaitTerminatesTheModule) {
     KernelHandle module;
-    EXPECT_EQ(WhileTheModuleWaits([&] {
-                  module = OpenModule();
-                  EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
-              }),
+    EXPECT_EQ(WhileTheModuleWaits([&] { return TwoFactor(); },
+                                  [&] {
+                                      module = OpenModule();
+                                      EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
+                                  }),
               kCancelled);
     EXPECT_EQ(ExitCode(module), kCancelled);
     EXPECT_STREQ(token_.data(), "old");
@@ -338,12 +313,13 @@ TEST_F(LauncherTest, AFailedWaitTerminatesTheModule) {
 }
 
 TEST_F(LauncherTest, ASecondLaunchIsTurnedAwayWithoutALogLine) {
-    EXPECT_EQ(WhileTheModuleWaits([&] {
-                  EXPECT_EQ(Saml(2), kBusy);
-                  EXPECT_EQ(Basic(), kBusy);
-                  EXPECT_STREQ(response_.data(), "old");
-                  library_.StopRunningZeltoAuth();
-              }),
+    EXPECT_EQ(WhileTheModuleWaits([&] { return TwoFactor(); },
+                                  [&] {
+                                      EXPECT_EQ(Saml(2), kBusy);
+                                      EXPECT_EQ(Basic(), kBusy);
+                                      EXPECT_STREQ(response_.data(), "old");
+                                      library_.StopRunningZeltoAuth();
+                                  }),
               kCancelled);
     EXPECT_EQ(LogAt("error"), (Lines{"error: RunZeltoAuthInSession=0xa7000005"})); // the SAML export's own
 }
@@ -426,6 +402,7 @@ TEST_F(LauncherTest, NoHandleIsLeft) {
 Lines steps;
 HANDLE stepProcess;
 HANDLE stepThread;
+HANDLE stepEvent; // the one that is reset
 HANDLE stepBlock;
 void* stepView;
 
@@ -479,6 +456,7 @@ protected:
         Patch(
             "ResetEvent", +[](HANDLE event) -> BOOL {
                 steps.push_back("reset");
+                stepEvent = event;
                 return ResetEvent(event);
             });
         Patch(
@@ -495,8 +473,8 @@ protected:
         Patch(
             "WaitForMultipleObjects",
             +[](DWORD count, const HANDLE* handles, BOOL all, DWORD timeout) -> DWORD {
-                steps.push_back(
-                    count == 2 && handles[0] == stepProcess && !all && timeout == INFINITE ? "wait" : "?");
+                const bool both = count == 2 && handles[0] == stepProcess && handles[1] == stepEvent;
+                steps.push_back(both && !all && timeout == INFINITE ? "wait" : "?");
                 return WaitForMultipleObjects(count, handles, all, timeout);
             });
         Patch(
@@ -508,8 +486,8 @@ protected:
             "CryptStringToBinaryA",
             +[](LPCSTR text, DWORD length, DWORD flags, BYTE* bytes, DWORD* size, DWORD* skipped,
                 DWORD* used) -> BOOL {
-                steps.push_back(text == stepView && length == 0 && flags == CRYPT_STRING_BASE64 ? "decode"
-                                                                                                : "?");
+                const bool measured = text == stepView && length == std::strlen(text);
+                steps.push_back(measured && flags == CRYPT_STRING_BASE64 ? "decode" : "?");
                 return CryptStringToBinaryA(text, length, flags, bytes, size, skipped, used);
             });
         Patch(
@@ -556,14 +534,51 @@ TEST_F(LauncherOrderTest, OfAnAnswer) {
 }
 
 TEST_F(LauncherOrderTest, OfACancel) {
-    const HANDLE started = NamedEvent("zelto test module started");
-    NamedEvent("zelto test never");
-    Script({"signal zelto test module started", "wait zelto test never"});
-    auto result = std::async(std::launch::async, [&] { return TwoFactor(); });
-    ASSERT_TRUE(IsSignalledSoon(started));
-    library_.StopRunningZeltoAuth();
-    EXPECT_EQ(result.get(), kCancelled);
+    EXPECT_EQ(Cancelled([&] { return TwoFactor(); }), kCancelled);
     EXPECT_EQ(steps, kStepsToTheWait + Lines{"terminate"} + kCleanUp);
+}
+
+TEST_F(LauncherTest, AStopBetweenResetAndWaitCancels) {
+    static LibraryUnderTest* library;
+    library = &library_;
+    Patch(
+        "CreateProcessW",
+        +[](LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+            LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags, LPVOID environment,
+            LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) -> BOOL {
+            EXPECT_NE(library->StopRunningZeltoAuth(), 0);
+            return StartAndKeep(application, commandLine, process, thread, inheritHandles, flags, environment,
+                                directory, startup, started);
+        });
+    NamedEvent("zelto test never");
+    Script({Answer("123456"), "wait zelto test never"});
+    EXPECT_EQ(TwoFactor(), kCancelled);
+    EXPECT_EQ(ExitCode(KernelHandle(startedProcess)), kCancelled);
+    EXPECT_STREQ(token_.data(), "old");
+}
+
+// What the stop event is when a launch resets it.
+HANDLE eventReset;
+bool wasSignalled;
+
+BOOL WINAPI LookAndReset(HANDLE event) {
+    eventReset = event;
+    wasSignalled = WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
+    return ResetEvent(event);
+}
+
+TEST_F(LauncherTest, AStopOfAnEarlierLoadIsNotTheNextOnes) {
+    library_.Unload();
+    HANDLE former = nullptr;
+    for (const bool again : {false, true}) {
+        LibraryUnderTest library(ModuleFolder() / L"ZeltoAuth.dll");
+        const ImportPatch looking(library.Module(), "ResetEvent", &LookAndReset);
+        EXPECT_EQ(library.TwoFactorAuthGetResponse("", nullptr, 0, 1000, nullptr, nullptr), kOk);
+        EXPECT_FALSE(wasSignalled);
+        EXPECT_TRUE(!again || eventReset == former); // the objects are kept from load to load
+        former = eventReset;
+        EXPECT_NE(library.StopRunningZeltoAuth(), 0);
+    }
 }
 
 TEST_F(LauncherTest, AStopBetweenLockAndResetIsForgotten) {

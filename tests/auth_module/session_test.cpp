@@ -4,6 +4,7 @@
 #include "tests/auth_module/auth_module_test.h"
 
 #include "tests/auth_module/launch_record.h"
+#include "tests/support/process_counts.h"
 
 #include <climits>
 
@@ -14,8 +15,10 @@ using Lines = std::vector<std::string>;
 
 DWORD activeSession;
 DWORD ownSession;
-int sessionResult;       // of CreateProcessInSessionEx, which starts nothing when it is negative
-bool givesProcessHandle; // whether it reports the process
+bool ownSessionIsKnown;
+int sessionResult; // of CreateProcessInSessionEx, which starts nothing when it is negative
+std::function<HANDLE()>
+    givenInstead; // if there is one, the process handle that it gives; it then starts nothing
 std::vector<SessionStart> sessionStarts;
 int localStarts;
 
@@ -30,7 +33,9 @@ int StartInSession(DWORD session, const wchar_t* application, wchar_t* commandLi
                    DWORD flags, const wchar_t* directory, DWORD* processId, HANDLE* process) {
     sessionStarts.push_back({session, application, commandLine, inheritHandles, flags, directory,
                              processId != nullptr, process != nullptr});
-    if (sessionResult >= 0 && givesProcessHandle) {
+    if (givenInstead) {
+        *process = givenInstead();
+    } else if (sessionResult >= 0) {
         PROCESS_INFORMATION started = {};
         EXPECT_TRUE(Start(application, commandLine, started));
         CloseHandle(started.hThread);
@@ -44,13 +49,17 @@ class SessionTest : public AuthModuleTest {
 protected:
     SessionTest() {
         sessionResult = 0;
-        givesProcessHandle = true;
+        givenInstead = nullptr;
+        ownSessionIsKnown = true;
         sessionStarts.clear();
         localStarts = 0;
         Patch("SelectCurrentActiveTSSession", +[]() -> DWORD { return activeSession; });
         Patch(
             "ProcessIdToSessionId", +[](DWORD process, DWORD* session) -> BOOL {
                 EXPECT_EQ(process, GetCurrentProcessId());
+                if (!ownSessionIsKnown) {
+                    return FALSE;
+                }
                 *session = ownSession;
                 return TRUE;
             });
@@ -143,12 +152,96 @@ TEST_F(SessionTest, TheStartInASessionFails) {
     EXPECT_EQ(Log().back(), "debug: Show Auth window in current session(3)");
 }
 
+HANDLE NoHandle() {
+    return nullptr;
+}
+
 TEST_F(SessionTest, NoProcessHandleIsAFailure) {
     Sessions(0, 3);
-    givesProcessHandle = false;
+    givenInstead = NoHandle;
     EXPECT_EQ(TwoFactor(), kLaunchFailed);
-    givesProcessHandle = true;
+    givenInstead = nullptr;
     EXPECT_EQ(TwoFactor(), kOk);
+}
+
+// What is done with a pseudo handle; nothing of it is done to this process.
+Lines usesOfPseudoHandle;
+
+void NoteUse(HANDLE handle, const char* use) {
+    if (handle == GetCurrentProcess() || handle == GetCurrentThread()) {
+        usesOfPseudoHandle.push_back(use);
+    }
+}
+
+TEST_F(SessionTest, APseudoHandleIsNoProcessHandle) {
+    Sessions(0, 3);
+    Patch(
+        "WaitForMultipleObjects", +[](DWORD, const HANDLE* handles, BOOL, DWORD) -> DWORD {
+            NoteUse(handles[0], "wait");
+            return WAIT_FAILED;
+        });
+    Patch(
+        "TerminateProcess", +[](HANDLE process, UINT) -> BOOL {
+            NoteUse(process, "terminate");
+            return TRUE;
+        });
+    Patch(
+        "CloseHandle", +[](HANDLE handle) -> BOOL {
+            NoteUse(handle, "close");
+            return CloseHandle(handle);
+        });
+    usesOfPseudoHandle.clear();
+    for (const HANDLE pseudo : {GetCurrentProcess(), GetCurrentThread()}) {
+        givenInstead = [pseudo] { return pseudo; };
+        EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    }
+    EXPECT_EQ(usesOfPseudoHandle, Lines());
+    EXPECT_EQ(Log().back(), "debug: Show Auth window in current session(3)");
+}
+
+HANDLE NewEvent() {
+    return CreateEventW(nullptr, TRUE, FALSE, nullptr);
+}
+
+TEST_F(SessionTest, NoHandleIsLeft) {
+    Sessions(0, 3);
+    const auto round = [&] {
+        givenInstead = nullptr;
+        sessionResult = 0;
+        EXPECT_EQ(TwoFactor(), kOk);
+        givenInstead = NoHandle;
+        EXPECT_EQ(TwoFactor(), kLaunchFailed);
+        sessionResult = -1;
+        EXPECT_EQ(TwoFactor(), kLaunchFailed);
+        givenInstead = NewEvent; // a failure that gives a handle all the same
+        EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    };
+    round();
+    const std::size_t handles = CountHandles();
+    for (int i = 0; i < 5; ++i) {
+        round();
+    }
+    EXPECT_LE(CountHandles(), handles + 1);
+}
+
+TEST_F(SessionTest, AStopTerminatesTheModuleInItsSession) {
+    Sessions(0, 3);
+    KernelHandle module;
+    EXPECT_EQ(WhileTheModuleWaits([&] { return TwoFactor(); },
+                                  [&] {
+                                      module = OpenModule();
+                                      library_.StopRunningZeltoAuth();
+                                  }),
+              kCancelled);
+    EXPECT_EQ(ExitCode(module), kCancelled);
+    EXPECT_EQ(sessionStarts.size(), 1u);
+    EXPECT_EQ(localStarts, 0);
+}
+
+TEST_F(SessionTest, AnOwnSessionThatCannotBeFoundOutCountsAsZero) {
+    Sessions(2, 2);
+    ownSessionIsKnown = false;
+    ExpectStartInSession(2);
 }
 
 TEST_F(SessionTest, APositiveResultIsNoFailure) {
