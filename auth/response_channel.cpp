@@ -6,7 +6,9 @@
 #include "trace/bounded_text.h"
 #include "trace/trace.h"
 
+#include <cstring>
 #include <new>
+#include <string_view>
 #include <windows.h>
 
 #include <wincrypt.h>
@@ -22,7 +24,7 @@ constexpr std::int32_t kNoMemoryForPlaintext = -12;
 constexpr std::int32_t kNotBase64 = -13;
 constexpr std::int32_t kNotDecrypted = -14;
 
-bool Allocate(SecretBytes& bytes, std::size_t size) noexcept {
+bool Resize(SecretBytes& bytes, std::size_t size) noexcept {
     try {
         bytes.resize(size);
         return true;
@@ -31,30 +33,45 @@ bool Allocate(SecretBytes& bytes, std::size_t size) noexcept {
     }
 }
 
+// The text at the block's start. It is measured here, once: a process that still has the block may go on writing to
+// it, the last byte included, and the decoder, were it to measure, could read on behind the view.
+std::string_view TextOf(const char* view) noexcept {
+    constexpr std::size_t kLongest = kResponseBlockSize - 1;
+    const void* const end = std::memchr(view, '\0', kLongest);
+    return {view, end == nullptr ? kLongest : static_cast<std::size_t>(static_cast<const char*>(end) - view)};
+}
+
+// `size` is the capacity of `bytes` and becomes the number of decoded bytes; with no `bytes` it is only that number.
+bool Decode(std::string_view text, unsigned char* bytes, DWORD& size) noexcept {
+    return CryptStringToBinaryA(text.data(), static_cast<DWORD>(text.size()), CRYPT_STRING_BASE64, bytes,
+                                &size, nullptr, nullptr) != FALSE;
+}
+
 // The number of bytes that the text stands for; 0 when it is empty or no base64.
-std::size_t DecodedLength(const char* text) noexcept {
+std::size_t DecodedLength(std::string_view text) noexcept {
     DWORD length = 0;
-    if (!CryptStringToBinaryA(text, 0, CRYPT_STRING_BASE64, nullptr, &length, nullptr, nullptr)) {
+    if (text.empty() || !Decode(text, nullptr, length)) { // for the decoder, length 0 means that it measures
         length = 0;
     }
     TRACE_DEBUG("decode base64 to cipher binary, cipher len=%d", length);
     return length;
 }
 
-std::int32_t DecodeRecord(const char* text, SecretBytes& record) noexcept {
+std::int32_t DecodeRecord(std::string_view text, SecretBytes& record) noexcept {
     const std::size_t size = DecodedLength(text);
     if (size < kSmallestRecord) {
         return kRecordTooShort;
     }
-    if (!Allocate(record, size)) {
+    if (!Resize(record, size)) {
         return kNoMemoryForRecord;
     }
-    auto capacity = static_cast<DWORD>(size);
-    if (!CryptStringToBinaryA(text, 0, CRYPT_STRING_BASE64, record.data(), &capacity, nullptr, nullptr)) {
+    auto decoded = static_cast<DWORD>(size);
+    if (!Decode(text, record.data(), decoded)) {
         TRACE_DEBUG("failed to decode base64, err=%d", GetLastError());
         return kNotBase64;
     }
-    return 0;
+    Resize(record, decoded); // shorter, when the text has changed since it was measured
+    return decoded < kSmallestRecord ? kRecordTooShort : 0;
 }
 
 // A failure leaves the digest zero, and the answer then does not decrypt.
@@ -69,7 +86,7 @@ void DeriveKey(std::uint64_t blockHandle, unsigned char* digest) noexcept {
 std::int32_t DecryptRecord(SecretBytes& record, std::uint64_t blockHandle, SecretText& answer) noexcept {
     const std::size_t length = record.size() - kAesBlockSize;
     SecretBytes plaintext;
-    if (!Allocate(plaintext, length)) {
+    if (!Resize(plaintext, length)) {
         return kNoMemoryForPlaintext;
     }
     unsigned char digest[kSha256Size] = {};
@@ -95,7 +112,7 @@ std::int32_t DecryptRecord(SecretBytes& record, std::uint64_t blockHandle, Secre
 std::int32_t ReadAnswer(char* view, std::uint64_t blockHandle, SecretText& answer) noexcept {
     view[kResponseBlockSize - 1] = '\0';
     SecretBytes record;
-    std::int32_t nRet = DecodeRecord(view, record);
+    std::int32_t nRet = DecodeRecord(TextOf(view), record);
     if (nRet == 0) {
         nRet = DecryptRecord(record, blockHandle, answer);
     }

@@ -55,6 +55,50 @@ TEST_F(ChannelFailureTest, TheTextHasALengthButCannotBeDecoded) {
                                       "error: Could not decrypt saml data. nRet=-13"}));
 }
 
+// The block changes between the two calls of the decoder: what is then left has this length.
+DWORD lengthLeft;
+
+BOOL WINAPI DecodeWhatIsLeft(LPCSTR text, DWORD length, DWORD flags, BYTE* bytes, DWORD* size, DWORD* skipped,
+                             DWORD* used) {
+    return CryptStringToBinaryA(text, bytes == nullptr ? length : lengthLeft, flags, bytes, size, skipped,
+                                used);
+}
+
+TEST_F(ChannelFailureTest, ATextThatBecomesShorterIsARecordThatIsShorter) {
+    lengthLeft = 64; // 48 bytes
+    Patch("CryptStringToBinaryA", &DecodeWhatIsLeft);
+    const Lines log = FailedReading();
+    ASSERT_EQ(log.size(), 4u);
+    EXPECT_EQ(log[0], kDecoded);
+    EXPECT_EQ(log[1].rfind("debug: BCryptDecrypt(32,32) failed", 0), 0u) << log[1];
+    EXPECT_EQ(log[3], kNotDecrypted);
+}
+
+TEST_F(ChannelFailureTest, ATextThatBecomesTooShortIsNoRecord) {
+    lengthLeft = 16;
+    Patch("CryptStringToBinaryA", &DecodeWhatIsLeft);
+    EXPECT_EQ(FailedReading(), (Lines{kDecoded, "error: Could not decrypt saml data. nRet=-10"}));
+}
+
+Lines decodedLengths;
+
+BOOL WINAPI NoteLength(LPCSTR, DWORD length, DWORD, BYTE*, DWORD* size, DWORD*, DWORD*) {
+    decodedLengths.push_back(std::to_string(length));
+    *size = 0;
+    return TRUE;
+}
+
+// With the length 0 the decoder would measure a text that another process may still be writing.
+TEST_F(ChannelFailureTest, TheDecoderIsAlwaysToldTheLength) {
+    decodedLengths.clear();
+    Patch("CryptStringToBinaryA", &NoteLength);
+    for (const std::size_t size : {0u, 1u, 65'534u, 65'535u, 65'536u}) {
+        Block(std::string(size, 'A') + std::string(65'536 - size, '\0'));
+        Token(4);
+    }
+    EXPECT_EQ(decodedLengths, (Lines{"1", "65534", "65535", "65535"}));
+}
+
 BOOL WINAPI DecodeWithLengthOnly(LPCSTR, DWORD, DWORD, BYTE*, DWORD* size, DWORD*, DWORD*) {
     *size = 500;
     SetLastError(ERROR_INVALID_DATA);
