@@ -1,6 +1,7 @@
 #include "auth/provider_table.h"
 
 #include <cstddef>
+#include <exception>
 #include <unordered_map>
 
 namespace zelto {
@@ -17,14 +18,24 @@ struct KindHash {
     }
 };
 
+using ProviderTable = std::unordered_map<ProviderKind, ProviderEntry, KindHash>;
+
 // Electron has an executable of its own; the three other kinds share one and differ only in the name they
-// pass.
-const std::unordered_map<ProviderKind, ProviderEntry, KindHash> providerTable = {
-    {kProviderZeltoAuth, {L"ZeltoAuth", L"ZeltoAuth.exe"}},
-    {kProviderWebView2, {L"WebView2", L"ZeltoAuth.exe"}},
-    {kProviderElectron, {L"Electron", L"Zeltoclient.exe"}},
-    {kProviderWebBrowser, {L"WebBrowser", L"ZeltoAuth.exe"}},
-};
+// pass. The library is being loaded, and nobody could catch anything: without memory there are no rows.
+ProviderTable BuildProviderTable() noexcept {
+    try {
+        return {
+            {kProviderZeltoAuth, {L"ZeltoAuth", L"ZeltoAuth.exe"}},
+            {kProviderWebView2, {L"WebView2", L"ZeltoAuth.exe"}},
+            {kProviderElectron, {L"Electron", L"Zeltoclient.exe"}},
+            {kProviderWebBrowser, {L"WebBrowser", L"ZeltoAuth.exe"}},
+        };
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+const ProviderTable providerTable = BuildProviderTable();
 
 } // namespace
 
