@@ -49,7 +49,7 @@ int Run() {
     if (!text) {
         return kExitAnswerLost;
     }
-    block->Write(*text);
+    block->WriteText(*text);
     return kExitAnswered;
 }
 

@@ -29,4 +29,11 @@ void ReceiverBlock::Write(std::string_view bytes) {
     std::copy_n(bytes.data(), std::min(bytes.size(), kBlockSize), view_);
 }
 
+void ReceiverBlock::WriteText(std::string_view text) {
+    Write(text);
+    if (text.size() < kBlockSize) {
+        view_[text.size()] = '\0';
+    }
+}
+
 } // namespace authmodule

@@ -18,9 +18,11 @@ public:
     ReceiverBlock& operator=(const ReceiverBlock&) = delete;
     ~ReceiverBlock();
 
-    // Puts the bytes at the block's start, as many of them as it holds. The block came filled with zeros, so
-    // a text that leaves room is terminated.
+    // Puts the bytes at the block's start, as many of them as it holds.
     void Write(std::string_view bytes);
+
+    // The same with a zero byte behind them, which ends the text whatever was in the block before.
+    void WriteText(std::string_view text);
 
 private:
     explicit ReceiverBlock(char* view) noexcept : view_(view) {}

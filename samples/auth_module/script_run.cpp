@@ -49,7 +49,7 @@ public:
         if (!text) {
             return kExitAnswerLost;
         }
-        block_.Write(*text);
+        block_.WriteText(*text);
         return std::nullopt;
     }
     std::optional<int> operator()(const RawBlock& raw) const {
