@@ -13,7 +13,8 @@
  *   Buffers   belong to the caller. Sizes count characters, the terminating zero included. A function writes at most
  *             that many, always terminates what it writes, and leaves a buffer of size 0 alone.
  *   Handles   (void *, a Windows HANDLE) belong to the caller: the library neither closes nor resets them.
- *   Threads   every function may be called on any thread. A sign-in blocks its caller until it has ended.
+ *   Threads   every function may be called on any thread. A sign-in blocks its caller until it has ended. None may be
+ *             called from a DllMain: they start threads and processes and load libraries, which waits for ever there.
  *   Log       each process has its own trace log: in a user's session the file
  *             "%localappdata%\ZeltoClient\logs\trace\<host>.exe_ZeltoAuth.log", in session 0 the file
  *             "logs\trace\<host>.exe_ZeltoAuth.log" beside the executable; errors also go to a copy whose name ends in
@@ -49,8 +50,8 @@ extern "C" {
 #define ZELTO_AUTH_E_TIMEOUT 0xA7000003u
 /* The system has no memory block for the auth module's answer. */
 #define ZELTO_AUTH_E_SHARED_MEMORY 0xA7000004u
-/* A sign-in of the same kind is running in this session, or an auth module in this process. Wait for it, or end it
-   first. */
+/* A sign-in of the same kind is running in this session, or an auth module that this loaded library has started. Wait
+   for it, or end it first. */
 #define ZELTO_AUTH_E_BUSY 0xA7000005u
 /* The caller cancelled. */
 #define ZELTO_AUTH_E_CANCELLED 0xA7000007u
@@ -62,7 +63,7 @@ extern "C" {
 #define ZELTO_AUTH_NO_LOCAL_PORT ZELTO_AUTH_GATEWAY_FAILED
 
 /*
- * Ends the auth module that is running in this process, if one is: the sign-in that waits for it returns
+ * Ends the auth module that this loaded library runs, if it runs one: the sign-in that waits for it returns
  * ZELTO_AUTH_E_CANCELLED. May be called on any thread at any time; it never waits. When no auth module is running the
  * call has no effect, also not on the next sign-in.
  *
@@ -77,8 +78,9 @@ int32_t StopRunningZeltoAuth(void);
  * the user and return what the user entered or what the gateway gave. It runs in the caller's session, or, when the
  * caller is a service or in a session that is not in use, in the active user session.
  *
- *   One at a time   per process. A second call meanwhile, on whichever thread and of whichever of these functions, gets
- *                   ZELTO_AUTH_E_BUSY at once.
+ *   One at a time   per loaded library. A second call meanwhile, on whichever thread and of whichever of these
+ *                   functions, gets ZELTO_AUTH_E_BUSY at once. A copy of the library that is loaded from another path
+ *                   counts for itself.
  *   Time            timeoutMs is in milliseconds and is passed on to the module in whole seconds, rounded down. The
  *                   module ends by itself when it has passed; the library waits for it without a limit.
  *   Cancelling      StopRunningZeltoAuth, on any other thread. A call of it before the module has been started has no
@@ -118,7 +120,7 @@ int32_t StopRunningZeltoAuth(void);
  *   ZELTO_AUTH_E_INVALID_PARAMETER   url or response is null.
  *   ZELTO_AUTH_E_SHARED_MEMORY       the memory block for the answer could not be made.
  *   ZELTO_AUTH_E_BUSY                a call of the same function is running in this session, in this or another process,
- *                                    or an auth module is running in this process.
+ *                                    or an auth module of this loaded library is running.
  *   ZELTO_AUTH_E_CANCELLED           StopRunningZeltoAuth was called, or the wait for the module failed; it was ended.
  *   any other value                  the module's exit code.
  *
@@ -145,7 +147,7 @@ uint32_t SamlAuthGetResponseUsingWebView2(const wchar_t* url, const wchar_t* des
 
 /*
  * The same for a provider of the caller's choice, and without the guard against a second call in this session: it is
- * one module per process here.
+ * one module per loaded library here.
  *
  *   providerKind            0 the plain auth module, 1 Electron, 2 WebView2, 3 web browser control. Any other gives
  *                           ZELTO_AUTH_E_INVALID_PARAMETER.
@@ -176,7 +178,7 @@ uint32_t SamlGetResponseUsingExternalAuthProvider(uint32_t providerKind, const w
  *   ZELTO_AUTH_S_OK                  the user has answered.
  *   ZELTO_AUTH_E_INVALID_PARAMETER   timeoutMs is below 1000, description is null, or the buffers are none of the three
  *                                    combinations above. Nothing was started.
- *   all others                       as above, except that BUSY is for this process only.
+ *   all others                       as above, except that BUSY is for this loaded library only.
  */
 uint32_t BasicAuthGetResponse(char* userName, uint32_t userNameSize, char* password, uint32_t passwordSize,
                               char* certificate, uint32_t certificateSize, const wchar_t* description,
