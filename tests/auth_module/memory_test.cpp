@@ -85,6 +85,51 @@ TEST_F(MemoryTest, OfTheWorkersThread) {
     shortage.thread = 0;
 }
 
+// What the worker reports when its allocation of this number fails.
+int workersAllocation;
+KernelHandle workersThread;
+std::uint32_t reportedResult;
+std::string reportedAnswer;
+
+std::uintptr_t __cdecl BeginWithShortage(void* security, unsigned stack, _beginthreadex_proc_type start,
+                                         void* argument, unsigned flags, unsigned*) {
+    unsigned id = 0;
+    const std::uintptr_t handle =
+        _beginthreadex(security, stack, start, argument, flags | CREATE_SUSPENDED, &id);
+    workersThread = DuplicateKernelHandle(reinterpret_cast<HANDLE>(handle));
+    shortage = {id, workersAllocation, false};
+    ResumeThread(reinterpret_cast<HANDLE>(handle));
+    return handle;
+}
+
+std::uint32_t Remember(void*, std::uint32_t result, const char* answer) {
+    shortage.thread = 0;
+    reportedResult = result;
+    reportedAnswer = answer;
+    return 0;
+}
+
+TEST_F(MemoryTest, OnTheWorkersThreadIsReportedToTheCallback) {
+    Patch("malloc", &AllocateUntilShortage);
+    Patch("_beginthreadex", &BeginWithShortage);
+    int failures = 0;
+    for (workersAllocation = 1; workersAllocation < 200; ++workersAllocation) {
+        reportedResult = 0x12345678;
+        ASSERT_EQ(library_.TwoFactorAuthGetResponse("", nullptr, 0, 1000, &Remember, nullptr), kOk);
+        ASSERT_TRUE(IsSignalledSoon(workersThread.get()));
+        if (!shortage.struck) {
+            break;
+        }
+        // It is the whole prompt that fails, or only the answer that cannot be read.
+        EXPECT_TRUE(reportedResult == kFailed || reportedResult == kOk) << std::hex << reportedResult;
+        EXPECT_EQ(reportedAnswer, "") << "allocation " << workersAllocation;
+        failures += reportedResult == kFailed ? 1 : 0;
+    }
+    EXPECT_GE(failures, 4);
+    EXPECT_EQ(reportedResult, kOk); // with enough memory
+    EXPECT_NE(reportedAnswer, "");
+}
+
 TEST_F(MemoryTest, IsLogged) {
     Patch("malloc", &AllocateUntilShortage);
     shortage = {GetCurrentThreadId(), 1, false};

@@ -27,6 +27,20 @@ protected:
         const KernelHandle guard(OpenMutexA(SYNCHRONIZE, FALSE, name));
         return !guard;
     }
+
+    void ExpectFreeGuards(const char* after) {
+        for (const Flavour& flavour : Flavours()) {
+            EXPECT_TRUE(GuardIsFree(flavour.name)) << flavour.name << " after " << after;
+        }
+    }
+
+    // The same result from each of the three, and a free guard after it.
+    void ExpectFromEach(std::uint32_t result, const char* what) {
+        for (const Flavour& flavour : Flavours()) {
+            EXPECT_EQ(Saml(flavour.function), result) << what;
+        }
+        ExpectFreeGuards(what);
+    }
 };
 
 TEST_F(SamlExportsTest, EachPassesItsKindAndAllArguments) {
@@ -73,6 +87,65 @@ TEST_F(SamlExportsTest, ResultsOfTheModuleAreReturnedUnchanged) {
     for (const Flavour& flavour : Flavours()) {
         EXPECT_EQ(Saml(flavour.function), 4660u);
     }
+}
+
+TEST_F(SamlExportsTest, AfterAFailureTheGuardIsFree) {
+    Script({"exit 4660"});
+    ExpectFromEach(4660, "an exit code");
+    {
+        const ImportPatch failing(
+            library_.Module(), "CreateFileMappingW",
+            +[](HANDLE, LPSECURITY_ATTRIBUTES, DWORD, DWORD, DWORD, LPCWSTR) -> HANDLE { return nullptr; });
+        ExpectFromEach(kSharedMemory, "a missing block");
+    }
+    {
+        const ImportPatch failing(
+            library_.Module(), "CreateProcessW",
+            +[](LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID, LPCWSTR,
+                LPSTARTUPINFOW, LPPROCESS_INFORMATION) -> BOOL { return FALSE; });
+        ExpectFromEach(kLaunchFailed, "a failed start");
+    }
+    for (const Flavour& flavour : Flavours()) {
+        EXPECT_EQ(Cancelled([&] { return Saml(flavour.function); }), kCancelled);
+    }
+    ExpectFreeGuards("a cancel");
+    url_ = nullptr;
+    ExpectFromEach(kInvalidParameter, "a missing address");
+    EXPECT_STREQ(response_.data(), "old");
+    EXPECT_STREQ(serverIp_.data(), "old");
+}
+
+TEST_F(SamlExportsTest, AfterRepeatAuthTheGuardIsThatOfItsHolder) {
+    for (const Flavour& flavour : Flavours()) {
+        {
+            const KernelHandle holder(CreateMutexA(nullptr, FALSE, flavour.name));
+            EXPECT_EQ(Saml(flavour.function), kBusy);
+            EXPECT_FALSE(GuardIsFree(flavour.name));
+        }
+        EXPECT_TRUE(GuardIsFree(flavour.name));
+        EXPECT_EQ(Saml(flavour.function), kOk);
+    }
+}
+
+TEST_F(SamlExportsTest, AfterBusyFromTheModuleLockTheGuardIsFree) {
+    EXPECT_EQ(WhileTheModuleWaits([&] { return TwoFactor(); },
+                                  [&] {
+                                      ExpectFromEach(kBusy, "a taken lock");
+                                      library_.StopRunningZeltoAuth();
+                                  }),
+              kCancelled);
+    Script({Answer("RESP")});
+    ExpectFromEach(kOk, "that");
+}
+
+TEST_F(SamlExportsTest, ANameThatAnotherKindOfObjectHasIsNoGuard) {
+    Script({Answer("RESP")});
+    for (const Flavour& flavour : Flavours()) {
+        const KernelHandle event(CreateEventA(nullptr, TRUE, FALSE, flavour.name));
+        EXPECT_TRUE(event);
+        EXPECT_EQ(Saml(flavour.function), kOk);
+    }
+    EXPECT_EQ(LogAt("error"), Lines{});
 }
 
 TEST_F(SamlExportsTest, TheGuardIsTaken) {

@@ -10,6 +10,11 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+std::uintptr_t __cdecl BeginNoThread(void*, unsigned, _beginthreadex_proc_type, void*, unsigned, unsigned*) {
+    errno = EAGAIN;
+    return 0;
+}
+
 class TwoFactorTest : public AuthModuleTest {
 protected:
     // What the callback was given.
@@ -177,6 +182,7 @@ TEST_F(TwoFactorTest, ASecondCallWithACallbackIsTurnedAwayWhileTheWorkerRuns) {
     EXPECT_STREQ(token_.data(), "old");
     SetEvent(goOn);
     EXPECT_EQ(outcome.get().answer, "123456");
+    EXPECT_EQ(Ask().answer, "123456"); // it began when the first worker had ended
     EXPECT_EQ(second.outcome.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
 
@@ -222,6 +228,87 @@ TEST_F(TwoFactorTest, AStopEndsThePromptOfTheWorker) {
     EXPECT_EQ(ended.answer, "");
 }
 
+TEST_F(TwoFactorTest, TheCallbackGetsBusyWhileAnotherModuleRuns) {
+    EXPECT_EQ(WhileTheModuleWaits([&] { return Basic(); },
+                                  [&] {
+                                      const Outcome outcome = Ask();
+                                      EXPECT_EQ(outcome.result, kBusy);
+                                      EXPECT_EQ(outcome.answer, "");
+                                      library_.StopRunningZeltoAuth();
+                                  }),
+              kCancelled);
+    EXPECT_STREQ(password_.data(), "old");
+}
+
+// The worker's thread: the library's own handle, and a second one to wait for its end with.
+HANDLE workersHandle;
+KernelHandle workersThread;
+int closesOfWorkersHandle;
+
+std::uintptr_t __cdecl BeginAndRemember(void* security, unsigned stack, _beginthreadex_proc_type start,
+                                        void* argument, unsigned flags, unsigned* id) {
+    const std::uintptr_t handle = _beginthreadex(security, stack, start, argument, flags, id);
+    workersHandle = reinterpret_cast<HANDLE>(handle);
+    workersThread = DuplicateKernelHandle(workersHandle);
+    return handle;
+}
+
+BOOL WINAPI CloseAndCount(HANDLE handle) {
+    closesOfWorkersHandle += handle == workersHandle ? 1 : 0;
+    return CloseHandle(handle);
+}
+
+TEST_F(TwoFactorTest, TheWorkersHandleStaysOpenUntilTheNextCall) {
+    Patch("_beginthreadex", &BeginAndRemember);
+    Script({Answer("123456")});
+    EXPECT_EQ(Ask().answer, "123456");
+    ASSERT_TRUE(IsSignalledSoon(workersThread.get()));
+    closesOfWorkersHandle = 0;
+    Patch("CloseHandle", &CloseAndCount);
+    DWORD code = STILL_ACTIVE;
+    EXPECT_TRUE(GetExitCodeThread(workersHandle, &code));
+    EXPECT_EQ(code, 0u);
+
+    // The next call closes it, and starts no thread whose handle might get the same number.
+    const ImportPatch failing(library_.Module(), "_beginthreadex", &BeginNoThread);
+    Prompt never;
+    EXPECT_EQ(Start(never), kOk);
+    EXPECT_EQ(closesOfWorkersHandle, 1);
+    EXPECT_EQ(Start(never), kOk);
+    EXPECT_EQ(closesOfWorkersHandle, 1);
+}
+
+// What a callback that unloads the library needs.
+struct Unloading {
+    LibraryUnderTest* library = nullptr;
+    std::uint32_t result = kBusy;
+    KernelHandle thread;
+    KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+};
+
+std::uint32_t UnloadTheLibrary(void* context, std::uint32_t result, const char*) {
+    auto* const unloading = static_cast<Unloading*>(context);
+    unloading->library->Unload();
+    unloading->result = result;
+    HANDLE thread = nullptr;
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, SYNCHRONIZE, FALSE,
+                    0);
+    unloading->thread.reset(thread);
+    SetEvent(unloading->done.get());
+    return 0;
+}
+
+TEST_F(TwoFactorTest, ACallbackMayUnloadTheLibrary) {
+    Script({Answer("123456")});
+    Unloading unloading;
+    unloading.library = &library_;
+    EXPECT_EQ(library_.TwoFactorAuthGetResponse("", nullptr, 0, 1000, &UnloadTheLibrary, &unloading), kOk);
+    ASSERT_TRUE(IsSignalledSoon(unloading.done.get()));
+    ASSERT_TRUE(IsSignalledSoon(unloading.thread.get()));
+    EXPECT_EQ(unloading.result, kOk);
+    EXPECT_FALSE(LibraryIsLoaded()); // the worker has let go of it with its last step
+}
+
 struct SecondTry {
     LibraryUnderTest* library;
     std::promise<std::uint32_t> result;
@@ -241,11 +328,6 @@ TEST_F(TwoFactorTest, TheWorkerIsBusyUntilItsCallbackHasReturned) {
     EXPECT_EQ(result.get(), kBusy);
 }
 
-std::uintptr_t __cdecl BeginNoThread(void*, unsigned, _beginthreadex_proc_type, void*, unsigned, unsigned*) {
-    errno = EAGAIN;
-    return 0;
-}
-
 TEST_F(TwoFactorTest, AThreadThatCannotBeStartedIsNotReported) {
     Prompt never;
     Patch("_beginthreadex", &BeginNoThread);
@@ -253,9 +335,9 @@ TEST_F(TwoFactorTest, AThreadThatCannotBeStartedIsNotReported) {
     EXPECT_EQ(Start(never), kOk); // no worker is remembered
     TakePatchesAway();
     EXPECT_FALSE(ModuleWasStarted());
-    EXPECT_EQ(never.outcome.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     Script({Answer("123456")});
-    EXPECT_EQ(Ask().answer, "123456");
+    EXPECT_EQ(Ask().answer, "123456"); // no other worker runs besides, and none did before
+    EXPECT_EQ(never.outcome.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
 
 TEST_F(TwoFactorTest, TheLibraryStaysLoadedWhileTheWorkerRuns) {
