@@ -216,5 +216,24 @@ TEST_F(BasicTest, WritesNoLogLineOfItsOwn) {
     EXPECT_EQ(Log(), Lines{});
 }
 
+TEST_F(BasicTest, TheLogOfASuccessIsTheLaunchers) {
+    Script({Answer("bob\nsecret\ncert 7")});
+    EXPECT_EQ(Basic(), kOk);
+    const std::string begins[] = {"debug: CurrentDir=",
+                                  "debug: RunZeltoAuthInSession() auth provider selected: ",
+                                  "debug: RunZeltoAuthInSession() Arguments for provider: --object=basic ",
+                                  "debug: hMap=",
+                                  "debug: RunZeltoAuthInSession() CMD to start auth module: ",
+                                  "info: CreateProcessW() returned 1",
+                                  "debug: Process Id: ",
+                                  "debug: Daemon exit code: 0x0",
+                                  "debug: decode base64 to cipher binary, cipher len=48"};
+    const Lines log = Log();
+    ASSERT_EQ(log.size(), std::size(begins));
+    for (std::size_t i = 0; i < log.size(); ++i) {
+        EXPECT_EQ(log[i].substr(0, begins[i].size()), begins[i]);
+    }
+}
+
 } // namespace
 } // namespace zelto::test

@@ -5,6 +5,7 @@
 #include "tests/auth_module/launch_record.h"
 #include "tests/support/process_counts.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -123,9 +124,11 @@ BOOL WINAPI SetNoDirectory(LPCWSTR) {
 
 TEST_F(LauncherTest, TheCurrentFolderCannotBeSet) {
     Patch("SetCurrentDirectoryW", &SetNoDirectory);
+    SetCurrentDirectoryW(folder_.Path().c_str());
     Script({Answer("123456")});
     EXPECT_EQ(TwoFactor(), kOk);
     EXPECT_STREQ(token_.data(), "123456");
+    EXPECT_EQ(Record().directory, folder_.Path().wstring());
     EXPECT_EQ(LogAt("error"), (Lines{"error: SetCurrentDirectoryW failed."}));
 }
 
@@ -139,21 +142,34 @@ DWORD WINAPI NoName(HMODULE, LPWSTR, DWORD) {
     return 0;
 }
 
+std::wstring folderEntered;
+
+BOOL WINAPI RecordFolder(LPCWSTR folder) {
+    folderEntered = folder;
+    return SetCurrentDirectoryW(folder);
+}
+
 TEST_F(LauncherTest, ALibraryPathWithoutBackslashIsInTheCurrentFolder) {
     SetCurrentDirectoryW(ModuleFolder().c_str());
     Patch("CreateProcessW", &RecordStart);
+    Patch("SetCurrentDirectoryW", &RecordFolder);
     Patch("GetModuleFileNameW", &NameWithoutBackslash);
     EXPECT_EQ(TwoFactor(), kOk);
     EXPECT_EQ(localStart.application, L".\\ZeltoAuth.exe");
+    EXPECT_EQ(folderEntered, L".\\");
     EXPECT_EQ(CurrentFolder(), ModuleFolder().wstring());
+    EXPECT_EQ(Log().front(), "debug: CurrentDir=.\\");
 }
 
 TEST_F(LauncherTest, ALibraryPathThatCannotBeReadIsInTheCurrentFolder) {
     SetCurrentDirectoryW(ModuleFolder().c_str());
     Patch("CreateProcessW", &RecordStart);
+    Patch("SetCurrentDirectoryW", &RecordFolder);
     Patch("GetModuleFileNameW", &NoName);
     EXPECT_EQ(TwoFactor(), kOk);
     EXPECT_EQ(localStart.application, L".\\ZeltoAuth.exe");
+    EXPECT_EQ(folderEntered, L".\\");
+    EXPECT_EQ(Log().front(), "debug: CurrentDir=.\\");
 }
 
 HANDLE WINAPI CreateNoBlock(HANDLE, LPSECURITY_ATTRIBUTES, DWORD, DWORD, DWORD, LPCWSTR) {
@@ -218,6 +234,39 @@ TEST_F(LauncherTest, TheModuleIsNotThere) {
     LibraryUnderTest library(alone);
     EXPECT_EQ(library.TwoFactorAuthGetResponse("", token_.data(), 64, 1000, nullptr, nullptr), kLaunchFailed);
     SetCurrentDirectoryW(ModuleFolder().c_str()); // out of the folder that goes
+}
+
+TEST_F(LauncherTest, EachExportReportsAMissingBlockAndACancel) {
+    for (const Call& call :
+         {Call([&] { return Saml(); }), Call([&] { return Basic(); }), Call([&] { return TwoFactor(); })}) {
+        {
+            const ImportPatch failing(library_.Module(), "CreateFileMappingW", &CreateNoBlock);
+            EXPECT_EQ(call(), kSharedMemory);
+        }
+        EXPECT_EQ(Cancelled(call), kCancelled);
+    }
+    EXPECT_STREQ(response_.data(), "old");
+    EXPECT_STREQ(serverIp_.data(), "old");
+    EXPECT_STREQ(userName_.data(), "alice");
+    EXPECT_STREQ(password_.data(), "old");
+    EXPECT_STREQ(certificate_.data(), "old");
+    EXPECT_STREQ(token_.data(), "old");
+}
+
+BOOL WINAPI ReadNoExitCode(HANDLE, LPDWORD) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST_F(LauncherTest, AnExitCodeThatCannotBeReadIsAFailure) {
+    Patch("GetExitCodeProcess", &ReadNoExitCode);
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), 0xA7000000u);
+    EXPECT_STREQ(token_.data(), "old");
+    const Lines log = Log();
+    const Lines end(log.end() - 2, log.end());
+    EXPECT_EQ(end, (Lines{"debug: Daemon exit code: 0xa7000000",
+                          "debug: decode base64 to cipher binary, cipher len=32"}));
 }
 
 TEST_F(LauncherTest, TheExitCodeIsTheResult) {
@@ -405,11 +454,24 @@ HANDLE stepThread;
 HANDLE stepEvent; // the one that is reset
 HANDLE stepBlock;
 void* stepView;
+std::string failingStep;
+
+// The tick count is read once for each record of the log, by the thread that writes it.
+DWORD launchThread;
+
+DWORD WINAPI NoteRecord() {
+    if (GetCurrentThreadId() == launchThread) {
+        steps.push_back("record");
+    }
+    return GetTickCount();
+}
 
 class LauncherOrderTest : public LauncherTest {
 protected:
     LauncherOrderTest() {
         steps.clear();
+        failingStep.clear();
+        launchThread = GetCurrentThreadId();
         Patch(
             "GetModuleFileNameW", +[](HMODULE module, LPWSTR path, DWORD size) -> DWORD {
                 steps.push_back("folder");
@@ -444,6 +506,9 @@ protected:
             +[](HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high, DWORD low,
                 LPCWSTR name) -> HANDLE {
                 steps.push_back("block");
+                if (failingStep == "block") {
+                    return nullptr;
+                }
                 return stepBlock = CreateFileMappingW(file, security, protection, high, low, name);
             });
         Patch(
@@ -451,6 +516,9 @@ protected:
                 steps.push_back(mapping == stepBlock && access == (FILE_MAP_READ | FILE_MAP_WRITE) ? "map"
                                                                                                    : "?");
                 EXPECT_EQ(size, 65'536u);
+                if (failingStep == "map") {
+                    return nullptr;
+                }
                 return stepView = MapViewOfFile(mapping, access, high, low, size);
             });
         Patch(
@@ -464,6 +532,9 @@ protected:
             +[](LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
                 DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) -> BOOL {
                 steps.push_back("start");
+                if (failingStep == "start") {
+                    return FALSE;
+                }
                 const BOOL result = CreateProcessW(application, commandLine, nullptr, nullptr, TRUE, 0,
                                                    nullptr, nullptr, startup, started);
                 stepProcess = started->hProcess;
@@ -531,6 +602,70 @@ TEST_F(LauncherOrderTest, OfAnAnswer) {
     EXPECT_EQ(TwoFactor(), kOk);
     const Lines answer = {"exit code", "decode", "decode"}; // its length, and itself
     EXPECT_EQ(steps, kStepsToTheWait + answer + kCleanUp);
+}
+
+// The steps up to and with one of those to the wait.
+Lines StepsTo(const std::string& last) {
+    return {kStepsToTheWait.begin(), std::find(kStepsToTheWait.begin(), kStepsToTheWait.end(), last) + 1};
+}
+
+TEST_F(LauncherOrderTest, OfABlockThatCannotBeCreated) {
+    failingStep = "block";
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    EXPECT_EQ(steps, StepsTo("block") + Lines{"unlock"});
+}
+
+TEST_F(LauncherOrderTest, OfABlockThatCannotBeMapped) {
+    failingStep = "map";
+    EXPECT_EQ(TwoFactor(), kSharedMemory);
+    EXPECT_EQ(steps, StepsTo("map") + (Lines{"close block", "unlock"}));
+}
+
+TEST_F(LauncherOrderTest, OfAFailedStart) {
+    failingStep = "start";
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    EXPECT_EQ(steps, StepsTo("start") + (Lines{"unmap", "close block", "unlock"}));
+}
+
+TEST_F(LauncherOrderTest, OfLogLinesAndSteps) {
+    Patch("GetTickCount", &NoteRecord);
+    Script({Answer("123456")});
+    EXPECT_EQ(TwoFactor(), kOk);
+    Lines all = steps;
+    const Lines log = Log();
+    std::size_t next = 0;
+    for (std::string& step : all) { // each record by the text that it begins with
+        if (step == "record" && next < log.size()) {
+            step = log[next++];
+            step = step.substr(0, step.find_first_of("=,"));
+        }
+    }
+    all.resize(std::min(all.size(), std::size_t{23}));
+    EXPECT_EQ(next, log.size());
+    EXPECT_EQ(all, (Lines{"folder",
+                          "debug: CurrentDir",
+                          "enter",
+                          "debug: RunZeltoAuthInSession() auth provider selected: " +
+                              ModuleFolder().string() + "\\ZeltoAuth.exe",
+                          "debug: RunZeltoAuthInSession() Arguments for provider: --object",
+                          "active session",
+                          "own session",
+                          "lock",
+                          "block",
+                          "map",
+                          "debug: hMap",
+                          "debug: RunZeltoAuthInSession() CMD to start auth module:  --provider-name",
+                          "reset",
+                          "start",
+                          "info: CreateProcessW() returned 1",
+                          "debug: Process Id: " + std::to_string(Record().process),
+                          "close thread",
+                          "wait",
+                          "exit code",
+                          "debug: Daemon exit code: 0x0",
+                          "decode",
+                          "debug: decode base64 to cipher binary",
+                          "decode"}));
 }
 
 TEST_F(LauncherOrderTest, OfACancel) {

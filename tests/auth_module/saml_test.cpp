@@ -243,6 +243,37 @@ TEST_F(SamlTest, ACommandLineThatIsTooLongIsCut) {
     }
 }
 
+TEST_F(SamlTest, TextsOfAnyLengthArriveWhole) {
+    for (const std::size_t length : {0u, 1u, 259u, 260u, 261u}) {
+        const std::wstring texts[] = {std::wstring(length, L'u'), std::wstring(length, L'd'),
+                                      std::wstring(length, L's'), std::wstring(length, L'n')};
+        url_ = texts[0].c_str();
+        description_ = texts[1].c_str();
+        samlObject_ = texts[2].c_str();
+        objectName_ = texts[3].c_str();
+        EXPECT_EQ(Options(), L"  --object=\"saml:" + texts[2] + L"\" --object-name=\"" + texts[3] +
+                                 L"\" --url=\"" + texts[0] + L"\" --description=\"" + texts[1] +
+                                 L"\" --ignore-certificate=1 --timeout=60");
+    }
+}
+
+TEST_F(SamlTest, TheCommandLineIsCutBehind4095Characters) {
+    description_ = L"";
+    const std::size_t rest = 4095 - CommandLine().size(); // what the description may take
+    for (std::size_t length = rest - 2; length <= rest + 2; ++length) {
+        const std::wstring text(length, L'd');
+        description_ = text.c_str();
+        const std::wstring line = CommandLine();
+        const std::string receiver = Record().receiver;
+        const std::wstring whole = L" --provider-name=WebView2 --receiver=" +
+                                   std::wstring(receiver.begin(), receiver.end()) +
+                                   L"  --object=\"saml:vpn\" --object-name=\"Work\" --url=\"" + url_ +
+                                   L"\" --description=\"" + text + L"\" --ignore-certificate=1 --timeout=60";
+        EXPECT_NEAR(static_cast<double>(whole.size()), 4095.0, 3.0);
+        EXPECT_EQ(line, whole.substr(0, 4095)) << length;
+    }
+}
+
 TEST_F(SamlTest, TheLargestAnswerThatFits) {
     // 65,532 characters of base64: 49,149 bytes, of which whole blocks behind the vector leave 49,120.
     const std::string response(49'119, 'R');

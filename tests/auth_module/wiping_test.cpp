@@ -7,7 +7,6 @@
 #include <atomic>
 #include <bcrypt.h>
 #include <cstring>
-#include <future>
 
 namespace zelto::test {
 namespace {
@@ -141,13 +140,7 @@ TEST_F(WipingTest, SamlAnswerThatDoesNotDecrypt) {
 }
 
 TEST_F(WipingTest, SamlCancelAfterTheAnswer) {
-    const HANDLE started = NamedEvent("zelto test module started");
-    NamedEvent("zelto test never");
-    Script({SecretAnswer("", ""), "signal zelto test module started", "wait zelto test never"});
-    auto result = std::async(std::launch::async, [&] { return Saml(); });
-    ASSERT_TRUE(IsSignalledSoon(started));
-    library_.StopRunningZeltoAuth();
-    EXPECT_EQ(result.get(), kCancelled);
+    EXPECT_EQ(Cancelled([&] { return Saml(); }, SecretAnswer("", "")), kCancelled);
     EXPECT_EQ(Copies(), 0u);
 }
 
@@ -175,6 +168,16 @@ TEST_F(WipingTest, BasicFailureOfTheModule) {
 TEST_F(WipingTest, BasicAnswerThatDoesNotDecrypt) {
     Script({SecretAnswer("\n", "\ncertificate", "damaged ")});
     EXPECT_EQ(Basic(), kOk);
+    EXPECT_EQ(Copies(), 0u);
+}
+
+TEST_F(WipingTest, BasicCancelAfterTheAnswer) {
+    EXPECT_EQ(Cancelled([&] { return Basic(); }, SecretAnswer("\n", "\ncertificate")), kCancelled);
+    EXPECT_EQ(Copies(), 0u);
+}
+
+TEST_F(WipingTest, TwoFactorCancelAfterTheAnswer) {
+    EXPECT_EQ(Cancelled([&] { return TwoFactor(); }, SecretAnswer("", "")), kCancelled);
     EXPECT_EQ(Copies(), 0u);
 }
 
@@ -206,7 +209,8 @@ struct CallbackView {
 
 std::uint32_t LookAtTheToken(void* context, std::uint32_t, const char* answer) {
     auto* const seen = static_cast<CallbackView*>(context);
-    seen->wasTheSecret = firstSecret.Is(answer) && secondSecret.Is(answer + MaskedSecret::kSize);
+    seen->wasTheSecret =
+        *answer != '\0' && firstSecret.Is(answer) && secondSecret.Is(answer + MaskedSecret::kSize);
     DecryptSomethingElse();
     HANDLE thread = nullptr;
     DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, SYNCHRONIZE, FALSE,
@@ -226,6 +230,20 @@ TEST_F(WipingTest, TwoFactorWithACallback) {
         EXPECT_TRUE(seen.wasTheSecret);
         EXPECT_EQ(Copies(), 0u);
     }
+}
+
+TEST_F(WipingTest, TwoFactorCancelWithACallback) {
+    CallbackView seen;
+    const HANDLE started = NamedEvent("zelto test module started");
+    NamedEvent("zelto test never");
+    Script({SecretAnswer("", ""), "signal zelto test module started", "wait zelto test never"});
+    EXPECT_EQ(library_.TwoFactorAuthGetResponse("", nullptr, 0, 1000, &LookAtTheToken, &seen), kOk);
+    ASSERT_TRUE(IsSignalledSoon(started));
+    EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
+    ASSERT_TRUE(IsSignalledSoon(seen.called.get()));
+    ASSERT_TRUE(IsSignalledSoon(seen.thread.get()));
+    EXPECT_FALSE(seen.wasTheSecret);
+    EXPECT_EQ(Copies(), 0u);
 }
 
 // Each wipe of a secret is needed: with any single one of them taken out, the search finds what is left.
