@@ -1,5 +1,6 @@
 #include "auth/launcher.h"
 
+#include "auth/inheritance_hold.h"
 #include "auth/module_command_line.h"
 #include "auth/module_folder.h"
 #include "auth/module_lock_hold.h"
@@ -75,6 +76,7 @@ bool StartLocally(const std::wstring& executable, std::wstring& commandLine) noe
 
 bool StartModule(std::uint32_t session, const std::wstring& executable, std::wstring& commandLine) noexcept {
     ResetEvent(StopEvent()); // a cancel from before this point is forgotten
+    const InheritanceHold hold;
     const bool started = session != 0 ? StartInSession(session, executable, commandLine)
                                       : StartLocally(executable, commandLine);
     return started && runningModule;

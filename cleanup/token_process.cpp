@@ -2,6 +2,7 @@
 
 #include "trace/trace.h"
 
+#include <new>
 #include <windows.h>
 
 namespace zelto {
@@ -57,18 +58,42 @@ TokenProcess StartTokenProgram(std::wstring& commandLine, const TokenPipes& pipe
     return {KernelHandle(started.hProcess), KernelHandle(started.hThread)};
 }
 
+// How many bytes could be read; 0 when the other side has closed its end.
+DWORD ReadChunk(HANDLE pipe, void* bytes) noexcept {
+    DWORD read = 0;
+    return ReadFile(pipe, bytes, kChunk, &read, nullptr) ? read : 0;
+}
+
 // Reads until the other side has closed its end, straight into storage that is wiped.
-SecretBytes ReadToEnd(HANDLE pipe) {
-    SecretBytes output;
+void ReadToEnd(HANDLE pipe, SecretBytes& output) {
     for (;;) {
         const std::size_t before = output.size();
         output.resize(before + kChunk);
-        DWORD read = 0;
-        const bool ended = !ReadFile(pipe, output.data() + before, kChunk, &read, nullptr) || read == 0;
-        output.resize(before + (ended ? 0 : read));
-        if (ended) {
-            return output;
+        const DWORD read = ReadChunk(pipe, output.data() + before);
+        output.resize(before + read);
+        if (read == 0) {
+            return;
         }
+    }
+}
+
+// The same without keeping anything.
+void Drain(HANDLE pipe) noexcept {
+    unsigned char bytes[kChunk];
+    while (ReadChunk(pipe, bytes) != 0) {
+    }
+    Wipe(bytes, sizeof(bytes));
+}
+
+// False when there was not enough memory. The rest has then been read all the same: a program that nobody
+// listens to might never end.
+bool ReadOrDrain(HANDLE pipe, SecretBytes& output) noexcept {
+    try {
+        ReadToEnd(pipe, output);
+        return true;
+    } catch (const std::bad_alloc&) {
+        Drain(pipe);
+        return false;
     }
 }
 
@@ -102,9 +127,14 @@ SecretBytes RunTokenProgram(std::wstring commandLine, TokenPipes& pipes) {
     pipes.inputRead.reset();
     pipes.inputWrite.reset();  // the program reads the end of its input
     pipes.outputWrite.reset(); // the output ends with the program's own end of it
-    SecretBytes output = ReadToEnd(pipes.outputRead.get());
+    pipes.hold.Release();
+    SecretBytes output;
+    const bool complete = ReadOrDrain(pipes.outputRead.get(), output);
     pipes.outputRead.reset();
     WaitForEnd(program.process.get());
+    if (!complete) {
+        throw std::bad_alloc();
+    }
     return output;
 }
 

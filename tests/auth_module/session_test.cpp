@@ -4,9 +4,11 @@
 #include "tests/auth_module/auth_module_test.h"
 
 #include "tests/auth_module/launch_record.h"
+#include "tests/support/held_token_search.h"
 #include "tests/support/process_counts.h"
 
 #include <climits>
+#include <future>
 
 namespace zelto::test {
 namespace {
@@ -21,8 +23,10 @@ std::function<HANDLE()>
     givenInstead; // if there is one, the process handle that it gives; it then starts nothing
 std::vector<SessionStart> sessionStarts;
 int localStarts;
+HANDLE startBegins; // signalled when the module is started; may be null
 
 BOOL Start(const wchar_t* application, wchar_t* commandLine, PROCESS_INFORMATION& started) {
+    SetEvent(startBegins);
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     return CreateProcessW(application, commandLine, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
@@ -73,7 +77,10 @@ protected:
             });
         Script({Answer("123456")});
     }
-    ~SessionTest() override { TakePatchesAway(); }
+    ~SessionTest() override {
+        TakePatchesAway();
+        startBegins = nullptr;
+    }
 
     void Sessions(DWORD own, DWORD active) {
         ownSession = own;
@@ -94,7 +101,29 @@ protected:
         EXPECT_EQ(localStarts, 1);
         EXPECT_TRUE(sessionStarts.empty());
     }
+
+    // While the library starts another program, which alone is to inherit some handles, no module is started.
+    void ExpectStartWaits() {
+        const KernelHandle begins(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        startBegins = begins.get();
+        HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
+        auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
+        EXPECT_EQ(WaitForSingleObject(begins.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
+        EXPECT_EQ(search.GoOn(), "");
+        EXPECT_EQ(prompt.get(), kOk);
+        EXPECT_EQ(WaitForSingleObject(begins.get(), 0), WAIT_OBJECT_0);
+    }
 };
+
+TEST_F(SessionTest, AStartInASessionWaitsForAnotherProgramsStart) {
+    Sessions(0, 3);
+    ExpectStartWaits();
+}
+
+TEST_F(SessionTest, ALocalStartWaitsForAnotherProgramsStart) {
+    Sessions(2, 2);
+    ExpectStartWaits();
+}
 
 TEST_F(SessionTest, AHostInSessionZeroStartsInTheActiveSession) {
     Sessions(0, 3);

@@ -3,6 +3,7 @@
 #include "tests/azure_token/token_test.h"
 
 #include "auth/kernel_handle.h"
+#include "tests/support/held_token_search.h"
 
 #include <future>
 
@@ -191,17 +192,60 @@ TEST_F(TokenProgramTest, ItsEndIsWaitedForEvenWhenItHasClosedItsOutput) {
 }
 
 TEST_F(TokenProgramTest, CallersOnSeveralThreadsGetEachTheirOwn) {
+    Behave(L"echo");
     std::vector<std::future<std::string>> tokens;
     for (int i = 0; i < 4; ++i) {
-        tokens.push_back(std::async(std::launch::async, [this] {
+        tokens.push_back(std::async(std::launch::async, [this, i] {
             char token[64] = "";
-            EXPECT_EQ(library_.SamlAuthGetAzureToken(L"client", L"tenant", 0, token, sizeof(token)), 0u);
+            const std::wstring clientId = L"client-" + std::to_wstring(i);
+            EXPECT_EQ(library_.SamlAuthGetAzureToken(clientId.c_str(), L"tenant", 0, token, sizeof(token)),
+                      0u);
             return std::string(token);
         }));
     }
-    for (std::future<std::string>& token : tokens) {
-        EXPECT_EQ(token.get(), "token");
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(tokens[static_cast<std::size_t>(i)].get(), "client-" + std::to_string(i));
     }
+}
+
+HANDLE programStarts = nullptr; // signalled when a program is started
+
+BOOL WINAPI TellAndStart(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES* process,
+                         SECURITY_ATTRIBUTES* thread, BOOL inherits, DWORD flags, LPVOID environment,
+                         LPCWSTR folder, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
+    SetEvent(programStarts);
+    return CreateProcessW(application, commandLine, process, thread, inherits, flags, environment, folder,
+                          startup, information);
+}
+
+// A program that took along the ends of another one's pipes would keep that one's reader until it ends itself.
+TEST_F(TokenProgramTest, TwoStartsDoNotOverlap) {
+    Behave(L"echo");
+    const KernelHandle starts(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    programStarts = starts.get();
+    Patch("CreateProcessW", &TellAndStart);
+    HeldTokenSearch first(library_, HeldTokenSearch::Then::Searches);
+    auto second = std::async(std::launch::async, [this] { return Fetch(); });
+    EXPECT_EQ(WaitForSingleObject(starts.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(first.GoOn(), "held");
+    EXPECT_EQ(second.get(), 0u);
+    EXPECT_EQ(Token(), "client");
+}
+
+// Only the start is kept to one at a time, not the run.
+TEST_F(TokenProgramTest, ASecondProgramStartsWhileTheFirstRuns) {
+    const KernelHandle closed(CreateEventW(nullptr, TRUE, FALSE, L"zelto test token double closed"));
+    const KernelHandle end(CreateEventW(nullptr, TRUE, FALSE, L"zelto test token double end"));
+    Behave(L"live on", L"x|first");
+    auto first = std::async(std::launch::async, [this] { return Fetch(); });
+    EXPECT_EQ(WaitForSingleObject(closed.get(), 60'000), WAIT_OBJECT_0);
+    Behave(L"write", L"x|second");
+    char second[64] = "";
+    EXPECT_EQ(library_.SamlAuthGetAzureToken(L"client", L"tenant", 0, second, sizeof(second)), 0u);
+    EXPECT_STREQ(second, "second");
+    SetEvent(end.get());
+    EXPECT_EQ(first.get(), 0u);
+    EXPECT_EQ(Token(), "first");
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "tests/azure_token/token_test.h"
 #include "tests/support/process_counts.h"
+#include "tests/support/shortage.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,7 +13,8 @@
 namespace zelto::test {
 namespace {
 
-// The system makes a handle or two of its own when it first needs them. One that each call leaves would be ten.
+// The system makes a handle or two of its own when it first needs them. One that each call leaves would be
+// ten.
 constexpr std::size_t kHandlesSlack = 2;
 constexpr int kCalls = 10;
 
@@ -195,6 +197,46 @@ TEST_F(TokenShortageTest, LackOfMemoryIsAFailureAndNoException) {
     const std::vector<std::string> log = Log();
     const std::string outOfMemory = "error: SamlAuthGetAzureToken() out of memory.";
     EXPECT_EQ(std::count(log.begin(), log.end(), outOfMemory), 5 * failures);
+}
+
+// What the export has done with the program since the last test.
+std::size_t bytesRead = 0;
+DWORD exitCodeSeen = STILL_ACTIVE;
+
+BOOL WINAPI ReadAndCount(HANDLE file, LPVOID bytes, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    const BOOL result = ReadFile(file, bytes, size, read, overlapped);
+    bytesRead += result ? *read : 0;
+    return result;
+}
+
+BOOL WINAPI SeeExitCode(HANDLE process, DWORD* code) {
+    const BOOL result = GetExitCodeProcess(process, code);
+    exitCodeSeen = *code;
+    return result;
+}
+
+// Starts the program, and has the calling thread's fifth allocation fail from then on.
+BOOL WINAPI StartAndRunShort(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES* process,
+                             SECURITY_ATTRIBUTES* thread, BOOL inherits, DWORD flags, LPVOID environment,
+                             LPCWSTR folder, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
+    shortage = {GetCurrentThreadId(), 5, false};
+    return CreateProcessW(application, commandLine, process, thread, inherits, flags, environment, folder,
+                          startup, information);
+}
+
+TEST_F(TokenShortageTest, AnOutputThatThereIsNoMemoryForIsReadToItsEndAllTheSame) {
+    bytesRead = 0;
+    exitCodeSeen = STILL_ACTIVE;
+    Patch("ReadFile", &ReadAndCount);
+    Patch("GetExitCodeProcess", &SeeExitCode);
+    Patch("CreateProcessW", &StartAndRunShort);
+    Patch("malloc", &AllocateUntilShortage);
+    Behave(L"large");
+    ExpectFailure();
+    EXPECT_TRUE(shortage.struck);
+    shortage = {};
+    EXPECT_EQ(bytesRead, (10u << 20) + 2);
+    EXPECT_EQ(exitCodeSeen, 0u); // its end was waited for
 }
 
 } // namespace

@@ -4,10 +4,8 @@
 //   command_line   as it stands, in UTF-16
 //   folder         its current folder, in UTF-16
 //   handles        for each of the pipe ends in ZELTO_TOKEN_PIPES (input read, input write, output read,
-// output
-//                  write; decimal) "1" when the handle is a pipe here, else "0"; then "1" or "0" for each of
-// standard
-//                  input, output and error being what it is to be
+//                  output write; decimal) "1" when the handle is a pipe here, else "0"; then "1" or "0" for
+//                  each of standard input, output and error being what it is to be
 //
 // It signals each event handle in ZELTO_TOKEN_EVENTS.
 
@@ -129,8 +127,8 @@ void LiveOn() {
     WaitForSingleObject(end, 60'000);
 }
 
-// Ends the process with the exception's code, as the system does without a debugger. (Wine's would write what it finds
-// to our standard output.)
+// Ends the process with the exception's code, as the system does without a debugger. (Wine's would write what
+// it finds to our standard output.)
 LONG WINAPI EndQuietly(EXCEPTION_POINTERS*) {
     return EXCEPTION_EXECUTE_HANDLER;
 }
@@ -141,9 +139,11 @@ void Crash() {
     *static_cast<volatile int*>(nullptr) = 0;
 }
 
-int Behave(const std::wstring& behaviour) {
+int Behave(const std::wstring& behaviour, const char* clientId) {
     if (behaviour == L"write") {
         Write(STD_OUTPUT_HANDLE, Text());
+    } else if (behaviour == L"echo") {
+        Write(STD_OUTPUT_HANDLE, std::string("x|") + clientId);
     } else if (behaviour == L"error") {
         Write(STD_ERROR_HANDLE, Text());
     } else if (behaviour == L"both") {
@@ -173,7 +173,7 @@ int Behave(const std::wstring& behaviour) {
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
     RecordStart();
-    return Behave(Variable(L"ZELTO_TOKEN_DOUBLE"));
+    return Behave(Variable(L"ZELTO_TOKEN_DOUBLE"), count > 1 ? arguments[1] : "");
 }

@@ -1,6 +1,9 @@
 #include "tests/session_browser/session_sign_in_test.h"
 
+#include "tests/support/held_token_search.h"
+
 #include <algorithm>
+#include <future>
 
 namespace zelto::test {
 namespace {
@@ -29,6 +32,21 @@ TEST_F(SessionSignInBrowserTest, TheCommandIsStartedInTheActiveSession) {
     EXPECT_TRUE(sessionCalls_[0].othersAreZero);
 }
 
+// While the library starts another program, which alone is to inherit some handles, no command is started.
+TEST_F(SessionSignInBrowserTest, TheStartWaitsForAnotherProgramsStart) {
+    const KernelHandle opened(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    browser_ = [&] {
+        SetEvent(opened.get());
+        page_ = RequestPage(RedirectPort(), "GET /?id=XYZ HTTP/1.1\r\n\r\n");
+    };
+    HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
+    auto signIn = std::async(std::launch::async, [this] { return SignIn(); });
+    EXPECT_EQ(WaitForSingleObject(opened.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(search.GoOn(), "");
+    EXPECT_EQ(signIn.get(), 0u);
+    EXPECT_EQ(Response(), "XYZ");
+}
+
 TEST_F(SessionSignInBrowserTest, AGatewayUrlWithPortAndQuery) {
     ExpectOpened(L"https://gw:8443/remote/saml/start?realm=x", L"https://gw:8443/remote/saml/start?realm=x");
 }
@@ -39,6 +57,11 @@ TEST_F(SessionSignInBrowserTest, AGatewayUrlWithoutAQueryIsNotRepaired) {
 
 TEST_F(SessionSignInBrowserTest, NothingIsEncoded) {
     ExpectOpened(L"gw/a b?c=%41&d", L"https://gw/a b?c=%41&d");
+}
+
+// The first ":" behind the scheme begins the port, wherever it stands, and ends the host.
+TEST_F(SessionSignInBrowserTest, AColonInTheQueryBeginsThePort) {
+    ExpectOpened(L"https://gw/start?next=a:99", L"https://gw/start?next=a:99/start?next=a:99");
 }
 
 } // namespace
