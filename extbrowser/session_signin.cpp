@@ -1,4 +1,5 @@
 #include "auth/bounded_copy.h"
+#include "auth/inheritance_hold.h"
 #include "auth/named_guard.h"
 #include "auth/result_codes.h"
 #include "auth/start_thread.h"
@@ -27,8 +28,8 @@ struct Arguments {
     std::uint32_t responseBufferSize;
 };
 
-// The working values of one sign-in. The listener's thread has pointers to three of them, and is joined before they
-// go.
+// The working values of one sign-in. The listener's thread has pointers to three of them, and is joined
+// before they go.
 struct SignIn {
     std::wstring szPureUrl;
     std::wstring szRealm;
@@ -49,6 +50,11 @@ Thread StartListener(SignIn& signIn) {
     return listener;
 }
 
+int StartCommand(DWORD session, std::wstring& command) noexcept {
+    const InheritanceHold hold;
+    return CreateProcessInSessionEx(session, nullptr, command.data(), 1, 0, nullptr, nullptr, nullptr);
+}
+
 bool StartBrowser(SignIn& signIn) {
     TRACE_INFO("Browser opens URL %ws", signIn.browserUrl.c_str());
     const DWORD session = SelectCurrentActiveTSSession();
@@ -56,8 +62,7 @@ bool StartBrowser(SignIn& signIn) {
         TRACE_ERROR("Failed to get user session ID.");
         return false;
     }
-    const int error =
-        CreateProcessInSessionEx(session, nullptr, signIn.command.data(), 1, 0, nullptr, nullptr, nullptr);
+    const int error = StartCommand(session, signIn.command);
     if (error != 0) {
         TRACE_ERROR("Failed to run process in user session. Error code: %d", error);
         return false;
@@ -73,8 +78,8 @@ bool WaitForBrowser(SignIn& signIn, NamedGuard& guard) {
     signIn.command = BuildSessionBrowserCommand(signIn.browserUrl);
     Thread listener = StartListener(signIn);
     if (!StartBrowser(signIn)) {
-        // Deliberate: nobody could ever end that listener, so it is neither joined nor detached, and the end of its
-        // owner here is the end of the process.
+        // Deliberate: nobody could ever end that listener, so it is neither joined nor detached, and the end
+        // of its owner here is the end of the process.
         guard.mutex.reset();
         return false;
     }
@@ -97,13 +102,15 @@ void LogCookieAddress(const wchar_t* gatewayUrl, const std::string& authId) {
     TRACE_INFO("Internal Browser should grab cookie from %ws", address.c_str());
 }
 
-// The caller's buffer may be without a terminator as long as nothing has been written into it.
+// A buffer into which nothing has been written may be without a terminator, and only that one is copied: once
+// the id is delivered, lack of memory must not make a failure of it.
 void LogResponseBuffer(const Arguments& arguments) {
-    const std::string_view all(arguments.responseBuffer, arguments.responseBufferSize);
-    std::string content(all.substr(0, all.find('\0')));
-    const WipeGuard wiped(content);
     TRACE_INFO("SamlGetResponseUsingExternalAuthProvider result: %ld", 0);
-    TRACE_INFO("ResponseBuffer: %s", content.c_str());
+    const std::string_view all(arguments.responseBuffer, arguments.responseBufferSize);
+    const bool terminated = all.find('\0') != std::string_view::npos;
+    std::string copy(terminated ? std::string_view() : all);
+    const WipeGuard wiped(copy);
+    TRACE_INFO("ResponseBuffer: %s", terminated ? arguments.responseBuffer : copy.c_str());
 }
 
 std::uint32_t RunGuarded(SignIn& signIn, const Arguments& arguments, NamedGuard& guard) {

@@ -1,5 +1,5 @@
-// A host whose sign-in ends the process: "no_session" has no active user session, "no_process" a session in which no
-// program can be started. Ends with 77 when the call returns or throws after all.
+// A host whose sign-in ends the process: "no_session" has no active user session, "no_process" a session in
+// which no program can be started. Ends with 77 when the call returns or throws after all.
 
 #include "tests/support/import_patch.h"
 #include "tests/support/library_under_test.h"

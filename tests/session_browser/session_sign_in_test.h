@@ -18,8 +18,8 @@ struct SessionCall {
     bool othersAreZero;
 };
 
-// One sign-in in another session through the export of the real DLL. The two functions of the session utility library
-// are replaced: session 7 is the active one, and a command started in it is a scripted browser.
+// One sign-in in another session through the export of the real DLL. The two functions of the session utility
+// library are replaced: session 7 is the active one, and a command started in it is a scripted browser.
 class SessionSignInTest : public BrowserSignInTest {
 protected:
     SessionSignInTest();
