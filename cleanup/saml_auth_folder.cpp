@@ -17,10 +17,16 @@ bool Join(FolderPath& path, std::wstring_view base, std::wstring_view tail) noex
     return true;
 }
 
+// Of a drive ("C:\...", "C:" alone, since a backslash follows) or of a server ("\\...").
+bool IsFullPath(std::wstring_view path) noexcept {
+    return path.starts_with(L"\\\\") ||
+           (path.size() >= 2 && path[1] == L':' && (path.size() == 2 || path[2] == L'\\' || path[2] == L'/'));
+}
+
 } // namespace
 
 bool SetToUsersFolder(FolderPath& path, std::wstring_view localAppData) noexcept {
-    return Join(path, localAppData, kUsersTail);
+    return IsFullPath(localAppData) && Join(path, localAppData, kUsersTail);
 }
 
 bool SetToServicesFolder(FolderPath& path, std::wstring_view executable) noexcept {

@@ -15,7 +15,9 @@ struct FolderPath {
 };
 
 // The embedded browser's folder of a user, "…\ZeltoClient\SamlAuth\", below the folder of local application
-// data. False, and `path` unchanged, when it does not fit: a cut path would name somebody else's folder.
+// data. False, and `path` unchanged, when it does not fit, because a cut path would name somebody else's
+// folder; or when `localAppData` is no full path, as when the user has none, because it would name one in the
+// host's current folder.
 bool SetToUsersFolder(FolderPath& path, std::wstring_view localAppData) noexcept;
 
 // The embedded browser's folder of a service, "…\SamlAuth\", beside its executable. False, and `path`

@@ -28,6 +28,22 @@ TEST(SamlAuthFolder, OfAUserLiesBelowLocalApplicationData) {
     EXPECT_EQ(TextAndListEnd(path), L"C:\\Users\\ann\\AppData\\Local\\ZeltoClient\\SamlAuth\\");
 }
 
+TEST(SamlAuthFolder, OfAUserWhoseDataLieOnAServer) {
+    FolderPath path;
+    EXPECT_TRUE(SetToUsersFolder(path, L"\\\\server\\profiles\\ann"));
+    EXPECT_EQ(TextAndListEnd(path), L"\\\\server\\profiles\\ann\\ZeltoClient\\SamlAuth\\");
+}
+
+// It would lie in the host's current folder, or in the root of its drive.
+TEST(SamlAuthFolder, OfAUserWithoutAFullPathIsNone) {
+    FolderPath path;
+    for (const wchar_t* const localAppData :
+         {L"", L"%localappdata%", L"data", L"C", L"\\data", L"C:data", L"..\\data"}) {
+        EXPECT_FALSE(SetToUsersFolder(path, localAppData)) << std::wstring(localAppData).size();
+    }
+    EXPECT_EQ(TextAndListEnd(path), L"");
+}
+
 TEST(SamlAuthFolder, OfAServiceLiesBesideItsExecutable) {
     FolderPath path;
     EXPECT_TRUE(SetToServicesFolder(path, L"C:\\Program Files\\Zelto\\service.exe"));

@@ -84,6 +84,42 @@ TEST_F(ClearFolderPathTest, ALocalAppDataOfThousandsOfCharactersIsLeftAlone) {
     EXPECT_TRUE(pauses_.empty());
 }
 
+// Runs the call in a folder that has what must not be deleted.
+class ClearFolderNoPathTest : public ClearFolderPathTest {
+protected:
+    ClearFolderNoPathTest() {
+        GetCurrentDirectoryW(MAX_PATH, former_);
+        SetCurrentDirectoryW(current_.Path().c_str());
+    }
+    ~ClearFolderNoPathTest() override { SetCurrentDirectoryW(former_); }
+
+    void ExpectLeftAlone(const wchar_t* folder) {
+        const fs::path file = current_.Path() / folder / L"ZeltoClient" / L"SamlAuth" / L"Cookies";
+        MakeFile(file);
+        Clear();
+        EXPECT_TRUE(fs::exists(file));
+        EXPECT_TRUE(pauses_.empty());
+    }
+
+    TempFolder current_;
+    wchar_t former_[MAX_PATH] = {};
+};
+
+TEST_F(ClearFolderNoPathTest, AnUnsetLocalAppDataIsNoFolder) {
+    SetEnvironmentVariableW(L"LOCALAPPDATA", nullptr);
+    ExpectLeftAlone(L"%localappdata%");
+}
+
+TEST_F(ClearFolderNoPathTest, AnEmptyLocalAppDataIsNoFolder) {
+    SetLocalAppData(L"");
+    ExpectLeftAlone(L"");
+}
+
+TEST_F(ClearFolderNoPathTest, ALocalAppDataInTheHostsFolderIsNoFolder) {
+    SetLocalAppData(L"data");
+    ExpectLeftAlone(L"data");
+}
+
 DWORD WINAPI RefuseToExpand(LPCWSTR, LPWSTR, DWORD) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return 0;
