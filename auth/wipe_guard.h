@@ -3,11 +3,12 @@
 #include "auth/secret.h"
 
 #include <string>
+#include <utility>
 
 namespace zelto {
 
-// Wipes a narrow or wide string's storage at the end of its own scope: of one that carries a secret only for a while, and that is
-// assigned once (storage that a growing string has left behind is not seen).
+// Wipes a narrow or wide string's storage at the end of its own scope: of one that carries a secret only for
+// a while, and that is assigned once (storage that a growing string has left behind is not seen).
 template <class Char>
 class WipeGuard {
 public:
@@ -19,5 +20,12 @@ public:
 private:
     std::basic_string<Char>& text_;
 };
+
+// Moves a secret. A short one lies inside the string itself, where a plain move leaves a copy of it behind.
+template <class Char>
+void MoveSecret(std::basic_string<Char>& to, std::basic_string<Char> from) noexcept {
+    const WipeGuard<Char> wiped(from);
+    to = std::move(from);
+}
 
 } // namespace zelto

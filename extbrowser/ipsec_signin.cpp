@@ -34,8 +34,8 @@ struct Arguments {
     HANDLE exitEvent;
 };
 
-// The working values of one sign-in. What the listener's thread touches of them it owns or shares: it is never
-// joined and may still be ending when they are gone.
+// The working values of one sign-in. What the listener's thread touches of them it owns or shares: it is
+// never joined and may still be ending when they are gone.
 struct SignIn {
     std::uint32_t result = AUTH_E_FAILED;
     std::promise<HttpUtilsError> outcomePromise;
@@ -74,8 +74,8 @@ bool HasOutcome(const std::future<HttpUtilsError>& outcome) {
     return outcome.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
-// The gateway named no page. A listener that has already ended is asked for its outcome all the same: it may even
-// have the browser's request.
+// The gateway named no page. A listener that has already ended is asked for its outcome all the same: it may
+// even have the browser's request.
 HttpUtilsError GiveUp(SignIn& signIn, HANDLE exitEvent) {
     TRACE_ERROR("%s() Failed to get ipsec saml external browser start url.", kTag);
     if (HasOutcome(signIn.outcome)) {
@@ -87,7 +87,8 @@ HttpUtilsError GiveUp(SignIn& signIn, HANDLE exitEvent) {
     return HttpUtilsError::Failed;
 }
 
-// Starts the listener, asks the gateway for the page at which the sign-in starts, and sends the browser there.
+// Starts the listener, asks the gateway for the page at which the sign-in starts, and sends the browser
+// there.
 HttpUtilsError WaitForBrowser(SignIn& signIn, const Arguments& arguments) {
     const AbandonGuard abandoned(*signIn.request);
     StartListener(signIn, arguments);
@@ -96,6 +97,7 @@ HttpUtilsError WaitForBrowser(SignIn& signIn, const Arguments& arguments) {
         return WaitForCallback(signIn.outcome);
     }
     std::wstring startUrl;
+    const WipeGuard startUrlWiped(startUrl);
     if (!QueryIpsecExtBrowserSamlStartUrl(startUrl, arguments.gatewayHost, arguments.gatewayPort,
                                           BuildIpsecLoginBody(arguments.userId, port))) {
         return GiveUp(signIn, arguments.exitEvent);
@@ -125,8 +127,8 @@ void TakeValues(SignIn& signIn) {
     const WipeGuard tokenIdWiped(tokenId);
     std::string userName = ReadUserName(request);
     const WipeGuard userNameWiped(userName);
-    signIn.tokenId = Utf8ToWide(tokenId);
-    signIn.userName = Utf8ToWide(userName);
+    MoveSecret(signIn.tokenId, Utf8ToWide(tokenId));
+    MoveSecret(signIn.userName, Utf8ToWide(userName));
     signIn.result = AUTH_S_OK;
 }
 

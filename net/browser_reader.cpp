@@ -53,16 +53,15 @@ bool WaitUntilReadable(SOCKET socket) {
 
 bool ReadRequest(SOCKET socket, std::string& text) {
     TRACE_DEBUG("%s() Read event on the socket.", kTag);
-    char buffer[kMostReceivedBytes] = {};
-    const int received = recv(socket, buffer, sizeof(buffer), 0);
+    ReceivedBytes buffer;
+    const int received = recv(socket, buffer.bytes, sizeof(buffer.bytes), 0);
     if (received == 0 || received == SOCKET_ERROR) {
         const int error = WSAGetLastError();
         TRACE_WARNING("Could not read from socket(%p). recv() returns %d. errocode=%d", TraceValue(socket),
                       received, error);
         return false;
     }
-    text.assign(TextBeforeZero(std::string_view(buffer, static_cast<std::size_t>(received))));
-    Wipe(buffer, sizeof(buffer));
+    text.assign(TextBeforeZero(std::string_view(buffer.bytes, static_cast<std::size_t>(received))));
     return true;
 }
 
@@ -109,8 +108,8 @@ void RecvFromSocket(std::shared_ptr<SocketHandle> socket, std::shared_ptr<Kernel
     try {
         ServeBrowser(socket->get(), timeoutMs, *request, pageKind);
     } catch (const std::exception&) {
-        // An exception that left this thread would end the host; without a text the listener counts the browser as one
-        // that sent nothing.
+        // An exception that left this thread would end the host; without a text the listener counts the
+        // browser as one that sent nothing.
     }
     // Before the signal: the listener that sees it then closes the connection itself, at once and in its own
     // order.

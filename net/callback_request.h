@@ -37,8 +37,8 @@ void StoreRequestText(CallbackRequest& request, std::string_view text);
 // True when the flow that wanted the request has gone.
 bool IsAbandoned(CallbackRequest& request);
 
-// Abandons the request at the end of its scope, in the flow that wanted it. A listener that still waits then ends,
-// within half a second, also when it has missed the exit event that was signalled only for a moment.
+// Abandons the request at the end of its scope, in the flow that wanted it. A listener that still waits then
+// ends, within half a second, also when it has missed the exit event that was signalled only for a moment.
 class AbandonGuard {
 public:
     explicit AbandonGuard(CallbackRequest& request) noexcept : request_(request) {}

@@ -59,12 +59,12 @@ DWORD ReceiveAnswer(HINTERNET request, std::string& response) {
         TRACE_ERROR("%s() WinHttpReceiveResponse failed.", kTag);
         return error;
     }
-    char buffer[kMostReceivedBytes] = {};
+    ReceivedBytes buffer;
     DWORD read = 0;
     SetLastError(ERROR_SUCCESS); // what an earlier step left behind is no failure of this answer
-    WinHttpReadData(request, buffer, sizeof(buffer), &read);
+    WinHttpReadData(request, buffer.bytes, sizeof(buffer.bytes), &read);
     const DWORD error = GetLastError();
-    response = TextBeforeZero(std::string_view(buffer, sizeof(buffer)));
+    response = TextBeforeZero(std::string_view(buffer.bytes, sizeof(buffer.bytes)));
     TRACE_INFO("%s() response=%s", kTag, response.c_str());
     return error;
 }

@@ -96,7 +96,7 @@ void Listen(const ListenerThreadArgs& args) {
     }
     std::string request = RequestText(*run.request);
     const WipeGuard wiped(request);
-    *args.authId = ExtractBetween(request, "?id=", " ");
+    MoveSecret(*args.authId, ExtractBetween(request, "?id=", " "));
     TRACE_INFO("authId: %s", args.authId->c_str());
 }
 
