@@ -255,22 +255,25 @@ uint32_t GetSslSamlDataExternalBrowser(const wchar_t* gateway, uint32_t maximumT
  * program set them. Entries of other kinds stay.
  *
  *   0   every cookie that was found is deleted, also when there was none.
- *   1   at least one could not be deleted; the others are. Call again later.
+ *   1   at least one could not be deleted, the others are; or there was not enough memory to list them, and none is.
+ *       Call again later.
  *
- * Takes as long as the cache is large. Writes nothing to the log.
+ * Takes as long as the cache is large, and ends only when the cache says that it has no more entries: one that answers
+ * with any other error for ever keeps the call for ever. Writes nothing to the log.
  */
 uint32_t ClearCookies(void);
 
 /*
  * Removes what sign-ins in the embedded browser leave behind: the cookies, as ClearCookies does, and the embedded
  * browser's folder with everything in it. That is "%localappdata%\ZeltoClient\SamlAuth\" in a user's session and
- * "SamlAuth\" beside the executable in session 0. A path of 260 characters or more is left alone.
+ * "SamlAuth\" beside the executable in session 0. A path of 260 characters or more is left alone, and so is one that is
+ * not a full path, as when "%localappdata%" is not set.
  *
  * Always returns 0, also when something could not be deleted: it is then left as it is. Files that a browser still
  * holds open are tried again for 15 seconds.
  *
- * Blocks its caller for about 15 seconds, whatever there is to delete; for less only when a file, not a folder, has
- * the folder's name. Writes nothing to the log.
+ * Blocks its caller for about 15 seconds on top of what ClearCookies takes, whatever there is to delete; without them
+ * only when the path is left alone. Writes nothing to the log.
  */
 uint32_t SamlAuthClearCookies(void);
 
@@ -300,8 +303,8 @@ uint32_t SamlAuthClearCookies(void);
  * The buffers are written on success only, and then both.
  *
  *   ZELTO_AUTH_S_OK                  both values are in their buffers.
- *   ZELTO_AUTH_E_FAILED              the listener failed, the browser connected and sent nothing, or the guard against a
- *                                    second sign-in could not be made.
+ *   ZELTO_AUTH_E_FAILED              the listener failed, the browser connected and sent nothing, the guard against a
+ *                                    second sign-in could not be made, or there was not enough memory.
  *   ZELTO_AUTH_E_INVALID_PARAMETER   gatewayHost, userId, a buffer or exitEvent is null; or one of the two values does not
  *                                    fit its buffer. Values have less than 1,024 characters.
  *   ZELTO_AUTH_E_TIMEOUT             the browser did not come back in time; or the gateway did not answer, or named no
@@ -329,7 +332,10 @@ uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t ga
  *   gatewayUrl              wide, required: [scheme://]host[:port]/page?query, the gateway's SAML start page, for example
  *                           L"https://vpn.example.com/remote/saml/start?realm=sales". It must have a query already: the
  *                           two parameters that the library adds are appended with "&". Whatever the scheme says, HTTPS
- *                           is opened. The first ":" behind the scheme begins the port, wherever it stands.
+ *                           is opened. The first ":" behind the scheme begins the port, wherever it stands. The rest
+ *                           reaches a command interpreter as it is, between double quotes: a double quote in it ends
+ *                           them, so that what follows is run as commands of the user, and a name between two percent
+ *                           signs may be replaced by a variable's value. Pass none that comes from a stranger.
  *   ignored                 has no meaning.
  *   responseBuffer          narrow, required: receives the id. Left as it was when the browser brought none; initialise
  *                           it, because that is a success all the same.
@@ -364,14 +370,18 @@ uint32_t SamlAuthGetResponseUsingExternalBrowser(const wchar_t* gatewayUrl, uint
  *                        the result is ZELTO_AUTH_S_OK all the same. Tokens have some thousand characters.
  *
  *   ZELTO_AUTH_S_OK                  the token is in responseBuffer. It may be empty.
- *   ZELTO_AUTH_E_FAILED              the token program is not installed, could not be started, or wrote no "|".
+ *   ZELTO_AUTH_E_FAILED              the token program is not installed, could not be started, or wrote no "|"; or there
+ *                                    was not enough memory.
  *   ZELTO_AUTH_E_INVALID_PARAMETER   clientId, tenantName or responseBuffer is null.
  *
  * The two texts become part of the program's command line as they are, without quotation marks: pass none that comes
- * from a stranger. The log holds that command line, never the token.
+ * from a stranger. The program's path has none either: with a blank in it ("C:\Program Files\..."), the system first
+ * tries what stands before the blank ("C:\Program.exe"). Install the client where only administrators may write, also
+ * above its folder. The log holds that command line, never the token.
  *
- * Blocks until the token program has ended, however long that takes. The program inherits every inheritable handle of
- * the calling process.
+ * Blocks until the token program has ended and its output has been closed, however long that takes: a program that it
+ * has started, and that has its output, keeps the call. The program inherits every inheritable handle of the calling
+ * process; while it is looked for and started, other functions of the library wait with their starts of programs.
  */
 uint32_t SamlAuthGetAzureToken(const wchar_t* clientId, const wchar_t* tenantName, uint64_t reserved,
                                char* responseBuffer, uint32_t responseBufferSize);
