@@ -17,6 +17,11 @@ static int PrintToken(uint32_t result, const char* token) {
             (unsigned)result);
         return kExitNotSignedIn;
     }
+    if (token[0] == '\0') {
+        Print(stdout, L"Result    0x%08X an empty token, or one of more than %u characters\n",
+              (unsigned)result, (unsigned)kMaxToken - 1);
+        return kExitNotSignedIn;
+    }
     Print(stdout, L"Token     %hs\n", token);
     return kExitSignedIn;
 }

@@ -40,6 +40,7 @@ int RunIpsecCommand(const Options* options) {
         Print(stdout, L"Id        %ls\nUser      %ls\n", token, userName);
     }
     SecureZeroMemory(token, sizeof token); // whoever has it is signed in
+    SecureZeroMemory(userName, sizeof userName);
     UnloadLibrary(&library);
     return exitCode;
 }
