@@ -50,8 +50,8 @@ protected:
         Patch("WinHttpReadData", &ReadAnswer);
     }
 
-    // With an event and buffers of its own, which are closed and freed at once. `whileOpen` happens when the browser
-    // is opened; null: the gateway names no page.
+    // With an event and buffers of its own, which are closed and freed at once. `whileOpen` happens when the
+    // browser is opened; null: the gateway names no page.
     std::uint32_t ReturnEarly(std::function<void(HANDLE)> whileOpen, bool resetEvent = false) {
         const KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         answer = whileOpen ? kPage : kNoPage;

@@ -50,8 +50,8 @@ TEST_F(IpsecSignInThreadTest, AReaderThatCannotBeStartedCountsAsFailed) {
     EXPECT_EQ(Errors(), (std::vector<std::string>{kUndetermined1, kCouldNotGet}));
 }
 
-// Wherever the memory runs out on the calling thread, also behind the start of the listener: that one then ends by
-// itself, although nobody signals the exit event. (The test's end waits for it.)
+// Wherever the memory runs out on the calling thread, also behind the start of the listener: that one then
+// ends by itself, although nobody signals the exit event. (The test's end waits for it.)
 TEST_F(IpsecSignInTest, NoMemoryIsAFailureAndNoException) {
     timeoutMs_ = 600'000;
     SetEvent(exitEvent_);

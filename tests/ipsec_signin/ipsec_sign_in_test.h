@@ -8,8 +8,8 @@ namespace zelto::test {
 
 inline constexpr wchar_t kGuardName[] = L"GetIpsecSamlDataExternalBrowser";
 
-// One IPsec sign-in through the export of the real DLL. The gateway is at its defaults; a browser that is opened finds
-// the listener's port in what the gateway was told.
+// One IPsec sign-in through the export of the real DLL. The gateway is at its defaults; a browser that is
+// opened finds the listener's port in what the gateway was told.
 class IpsecSignInTest : public BrowserSignInTest {
 protected:
     IpsecSignInTest() : BrowserSignInTest(kGuardName) {}
