@@ -120,6 +120,14 @@ HttpUtilsError WaitGuarded(SignIn& signIn, const Arguments& arguments, const Nam
     return WaitForBrowser(signIn, arguments);
 }
 
+// Without memory Utf8ToWide gives the empty text: a value that is lost must not pass for one that is missing.
+void TakeValue(std::wstring& wide, const std::string& value) {
+    MoveSecret(wide, Utf8ToWide(value));
+    if (wide.empty() && !value.empty() && value.front() != '\0') {
+        throw std::bad_alloc();
+    }
+}
+
 void TakeValues(SignIn& signIn) {
     std::string request = RequestText(*signIn.request);
     const WipeGuard requestWiped(request);
@@ -127,8 +135,8 @@ void TakeValues(SignIn& signIn) {
     const WipeGuard tokenIdWiped(tokenId);
     std::string userName = ReadUserName(request);
     const WipeGuard userNameWiped(userName);
-    MoveSecret(signIn.tokenId, Utf8ToWide(tokenId));
-    MoveSecret(signIn.userName, Utf8ToWide(userName));
+    TakeValue(signIn.tokenId, tokenId);
+    TakeValue(signIn.userName, userName);
     signIn.result = AUTH_S_OK;
 }
 
