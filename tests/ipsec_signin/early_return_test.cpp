@@ -151,6 +151,12 @@ int WSAAPI CleanUpAndStay() {
     return result;
 }
 
+// The reader's first call.
+int WSAAPI TellAndSetOption(SOCKET socket, int level, int option, const char* value, int size) {
+    SetEvent(atItsEnd);
+    return setsockopt(socket, level, option, value, size);
+}
+
 TEST_F(IpsecSignInEarlyReturnTest, TheListenerIsTheLastToLeave) {
     const KernelHandle first(atItsEnd = CreateEventW(nullptr, TRUE, FALSE, nullptr));
     const KernelHandle second(mayEnd = CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -163,6 +169,31 @@ TEST_F(IpsecSignInEarlyReturnTest, TheListenerIsTheLastToLeave) {
     EXPECT_TRUE(LibraryIsLoaded()); // the listener keeps it
     SetEvent(mayEnd);
     EXPECT_NE(Log(), std::vector<std::string>{}); // the listener has unloaded it, and this program lives
+    EXPECT_FALSE(LibraryIsLoaded());
+}
+
+// A reader that has read nothing yet, of a sign-in that was cancelled; it ends when the browser does.
+TEST_F(IpsecSignInEarlyReturnTest, TheReaderIsTheLastToLeave) {
+    const std::size_t threads = CountThreads();
+    Patch("ShellExecuteW", &OpenBrowserNow);
+    Patch("getsockname", &RecordPort);
+    const KernelHandle reads(atItsEnd = CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    Patch("setsockopt", &TellAndSetOption);
+    EXPECT_EQ(ReturnEarly([this, &reads](HANDLE event) {
+                  connection_ = std::make_unique<ScriptedConnection>(boundPort);
+                  EXPECT_EQ(WaitForSingleObject(reads.get(), 20'000), WAIT_OBJECT_0);
+                  SetEvent(event);
+              }),
+              kCancelled);
+    const auto deadline = Clock::now() + kPatience;
+    while (CountThreads() > threads + 1 && Clock::now() < deadline) {
+        Sleep(20); // nothing is signalled when a detached thread has ended
+    }
+    TakePatchesAway();
+    library_.Unload();
+    EXPECT_TRUE(LibraryIsLoaded()); // the reader keeps it
+    connection_.reset();
+    EXPECT_NE(Log(), std::vector<std::string>{}); // the reader has unloaded it, and this program lives
     EXPECT_FALSE(LibraryIsLoaded());
 }
 

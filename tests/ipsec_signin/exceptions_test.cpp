@@ -2,6 +2,7 @@
 
 #include "tests/support/shortage.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <system_error>
 
@@ -76,6 +77,40 @@ TEST_F(IpsecSignInTest, NoMemoryIsAFailureAndNoException) {
         failures += result == kCancelled ? 0 : 1;
     }
     EXPECT_GT(failures, 3);
+}
+
+// The same for a sign-in that the browser completes: what is written is written whole, and a failure writes nothing.
+TEST_F(IpsecSignInTest, NoMemoryLeavesNoHalfOfASuccess) {
+    const std::string token(40, 't'); // too long to lie inside a string
+    const std::string userName(40, 'u');
+    BrowserRequests("GET /?tokenid=" + token + "&username=" + userName + " HTTP/1.1");
+    EXPECT_EQ(SignIn(), 0u); // what is allocated once is allocated now
+    EXPECT_EQ(Token(), std::wstring(40, L't'));
+    Patch("malloc", &AllocateUntilShortage);
+    int failuresOnceTheBrowserHasCome = 0;
+    for (int number = 1; number < 200; ++number) {
+        ResetEvent(exitEvent_);
+        page_.clear();
+        std::ranges::copy(L"old", tokenBuffer_.begin());
+        std::ranges::copy(L"old", userNameBuffer_.begin());
+        shortage = {GetCurrentThreadId(), number, false};
+        std::uint32_t result = 0;
+        ASSERT_NO_THROW(result = SignIn()) << "allocation " << number;
+        shortage.thread = 0;
+        EXPECT_TRUE(GuardIsFree(kGuardName)) << "allocation " << number;
+        if (result == 0) {
+            EXPECT_EQ(Token(), std::wstring(40, L't')) << "allocation " << number;
+            EXPECT_EQ(UserName(), std::wstring(40, L'u')) << "allocation " << number;
+        } else {
+            ExpectNothingWritten();
+            failuresOnceTheBrowserHasCome += page_.empty() ? 0 : 1;
+        }
+        if (!shortage.struck) {
+            EXPECT_EQ(result, 0u);
+            break;
+        }
+    }
+    EXPECT_GE(failuresOnceTheBrowserHasCome, 3); // the request, the token id, the user name
 }
 
 } // namespace

@@ -47,6 +47,19 @@ TEST_F(IpsecSignInStartUrlTest, TheUserIdIsSentAsItIsInUtf8) {
     ExpectAsked("\"body\": \"UID=j\xC3\xB6rg & \xE6\x97\xA5=%41&REDIRECT_PORT=");
 }
 
+TEST_F(IpsecSignInStartUrlTest, ALoneSurrogateInTheUserIdIsReplaced) {
+    userId_ = std::wstring(L"a") + static_cast<wchar_t>(0xD83D) + L"b" + static_cast<wchar_t>(0xDE00);
+    ExpectOpened("https://gw/start", L"https://gw/start");
+    ExpectAsked("\"body\": \"UID=a\xEF\xBF\xBD"
+                "b\xEF\xBF\xBD&REDIRECT_PORT=");
+}
+
+TEST_F(IpsecSignInStartUrlTest, WhatTheShellAnswersIsNotLookedAt) {
+    shellResult_ = nullptr; // out of memory
+    ExpectOpened("https://gw/start", L"https://gw/start");
+    EXPECT_EQ(Errors(), std::vector<std::string>{});
+}
+
 TEST_F(IpsecSignInStartUrlTest, AnEmptyUserIdStaysEmpty) {
     userId_.clear();
     ExpectOpened("https://gw/start", L"https://gw/start");

@@ -57,7 +57,8 @@ TEST_F(IpsecSignInLogTest, ACancelledSignIn) {
         {
             {
                 ListenerCalled(),
-                "warning: RecvReqDataFromExtBrow() Connection request was cancelled either by user or internal.",
+                "warning: RecvReqDataFromExtBrow() Connection request was cancelled either by user or "
+                "internal.",
             },
         });
 }
@@ -80,7 +81,8 @@ TEST_F(IpsecSignInLogTest, ASignInWithoutAStartPage) {
         {
             {
                 ListenerCalled(),
-                "warning: RecvReqDataFromExtBrow() Connection request was cancelled either by user or internal.",
+                "warning: RecvReqDataFromExtBrow() Connection request was cancelled either by user or "
+                "internal.",
             },
         });
 }
