@@ -117,6 +117,60 @@ TEST_F(TokenResourcesTest, NoProcess) {
     ExpectNothingLeft(kTokenFailed);
 }
 
+BOOL WINAPI ReadOnceThenFail(HANDLE file, LPVOID bytes, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    static HANDLE readOnce = nullptr;
+    readOnce = readOnce == nullptr ? file : nullptr;
+    if (readOnce != nullptr) {
+        return ReadFile(file, bytes, size, read, overlapped);
+    }
+    SetLastError(ERROR_READ_FAULT);
+    return FALSE;
+}
+
+BOOL WINAPI RefuseExitCode(HANDLE, DWORD*) {
+    return FALSE;
+}
+
+TEST_F(TokenResourcesTest, AFailedRead) {
+    Patch("ReadFile", &ReadOnceThenFail);
+    ExpectNothingLeft(0);
+}
+
+TEST_F(TokenResourcesTest, NoExitCode) {
+    Patch("GetExitCodeProcess", &RefuseExitCode);
+    ExpectNothingLeft(0);
+}
+
+TEST_F(TokenResourcesTest, ACrash) {
+    Behave(L"crash");
+    ExpectNothingLeft(kTokenFailed);
+}
+
+TEST_F(TokenResourcesTest, TheOutputBeforeAFailedReadIsWiped) {
+    Behave(L"write", kSecretOutput);
+    Patch("ReadFile", &ReadOnceThenFail);
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(revealing, 0);
+}
+
+TEST_F(TokenResourcesTest, WithoutAnExitCodeTheOutputIsWiped) {
+    Behave(L"write", kSecretOutput);
+    Patch("GetExitCodeProcess", &RefuseExitCode);
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(revealing, 0);
+}
+
+TEST_F(TokenResourcesTest, TheOutputBeforeACrashIsWiped) {
+    Behave(L"crash", kSecretOutput);
+    WatchMemory();
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(revealing, 0);
+}
+
 TEST_F(TokenResourcesTest, OutputAndTokenAreWipedBeforeTheirStorageIsFreed) {
     Behave(L"write", kSecretOutput);
     WatchMemory();

@@ -1,6 +1,7 @@
 // Which folder SamlAuthClearCookies deletes.
 
 #include "tests/cleanup/clearing_test.h"
+#include "tests/cleanup/file_holder_process.h"
 
 #include <algorithm>
 #include <fstream>
@@ -28,6 +29,14 @@ protected:
         return folder;
     }
 
+    // Makes a file in the user's folder with a name of `n` so long that its path has so many characters.
+    fs::path MakeFileWithLength(std::size_t length) const {
+        const fs::path file = Folder() / std::wstring(length - Folder().native().size() - 1, L'n');
+        fs::create_directories(Folder());
+        std::ofstream(fs::path(L"\\\\?\\" + file.native())) << "content";
+        return file;
+    }
+
     static bool Exists(const fs::path& path) {
         return GetFileAttributesW((L"\\\\?\\" + path.native()).c_str()) != INVALID_FILE_ATTRIBUTES;
     }
@@ -49,6 +58,33 @@ TEST_F(ClearFolderPathTest, InSessionZeroItIsTheOneBesideTheExecutable) {
     EXPECT_TRUE(fs::exists(Folder() / L"Cookies"));
     EXPECT_FALSE(fs::exists(ServicesFolder()));
     EXPECT_TRUE(fs::exists(ServicesFolder().parent_path()));
+    EXPECT_EQ(pauses_, AllPauses());
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroDeepTreesAndReadOnlyFilesAreDeleted) {
+    RunInSessionZero();
+    fs::path deepest = ServicesFolder();
+    for (int depth = 0; depth < 20; ++depth) {
+        deepest /= L"d";
+        MakeFile(deepest / L"file");
+    }
+    ASSERT_TRUE(SetFileAttributesW((deepest / L"file").c_str(), FILE_ATTRIBUTE_READONLY));
+    Clear();
+    EXPECT_FALSE(fs::exists(ServicesFolder()));
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroAFileThatAnotherProcessLetsGoOfIsDeletedThen) {
+    RunInSessionZero();
+    MakeFile(ServicesFolder() / L"Cookies");
+    FileHolder holder(ServicesFolder() / L"Cookies");
+    duringPause_ = [&](int pause) {
+        if (pause == 2) {
+            EXPECT_TRUE(fs::exists(ServicesFolder() / L"Cookies"));
+            holder.LetGo();
+        }
+    };
+    Clear();
+    EXPECT_FALSE(fs::exists(ServicesFolder()));
     EXPECT_EQ(pauses_, AllPauses());
 }
 
@@ -149,14 +185,26 @@ TEST_F(ClearFolderPathTest, AnExecutableWhosePathIsCutHasNoFolder) {
     EXPECT_TRUE(pauses_.empty());
 }
 
-TEST_F(ClearFolderPathTest, NamesInTheFolderMayMakePathsOf260Characters) {
-    const fs::path file = Folder() / std::wstring(250, L'n');
-    fs::create_directories(Folder());
-    std::ofstream(fs::path(L"\\\\?\\" + file.native())) << "content";
+// As long as the shell goes.
+TEST_F(ClearFolderPathTest, AFileWhosePathHas259CharactersIsDeleted) {
+    const fs::path file = MakeFileWithLength(259);
     ASSERT_TRUE(Exists(file));
-    Clear(); // whether the system's shell can delete it is the system's business
+    Clear();
+    EXPECT_FALSE(Exists(file));
+    EXPECT_FALSE(Exists(Folder()));
+}
+
+// One that the shell can't delete is tried to the end; what is beside the folder is not touched.
+TEST_F(ClearFolderPathTest, AFileWhosePathHasMoreCharactersIsTriedToTheEnd) {
+    const fs::path beside = Folder().parent_path() / L"beside";
+    MakeFile(beside);
+    const fs::path file = MakeFileWithLength(Folder().native().size() + 251);
+    ASSERT_TRUE(Exists(file));
+    Clear();
     EXPECT_EQ(pauses_, AllPauses());
-    fs::remove_all(L"\\\\?\\" + Folder().native());
+    EXPECT_TRUE(fs::exists(beside));
+    std::error_code ignored;
+    fs::remove_all(L"\\\\?\\" + Folder().native(), ignored);
 }
 
 // With a backslash behind it, the system finds no file of that name: nothing is deleted, and nothing counts
