@@ -14,6 +14,22 @@ DWORD Select() {
     return activeSession ? 7 : 0xFFFFFFFF;
 }
 
+HANDLE guard = nullptr;
+
+HANDLE WINAPI CreateAndKeep(LPSECURITY_ATTRIBUTES security, BOOL owner, LPCSTR name) {
+    guard = CreateMutexA(security, owner, name);
+    return guard;
+}
+
+// Tells the test when the guard is closed before the process ends.
+BOOL WINAPI CloseAndTell(HANDLE handle) {
+    if (handle == guard) {
+        const HANDLE closed = OpenEventW(EVENT_MODIFY_STATE, FALSE, L"zelto test guard closed");
+        SetEvent(closed);
+    }
+    return CloseHandle(handle);
+}
+
 int CreateFails(DWORD, const wchar_t*, wchar_t*, int, DWORD, const wchar_t*, DWORD*, HANDLE*) {
     return -4;
 }
@@ -27,6 +43,8 @@ int main(int count, char** arguments) {
     LibraryUnderTest library;
     const ImportPatch select(library.Module(), "SelectCurrentActiveTSSession", &Select);
     const ImportPatch create(library.Module(), "CreateProcessInSessionEx", &CreateFails);
+    const ImportPatch mutex(library.Module(), "CreateMutexA", &CreateAndKeep);
+    const ImportPatch close(library.Module(), "CloseHandle", &CloseAndTell);
     char buffer[16] = "";
     try {
         library.SamlAuthGetResponseUsingExternalBrowser(L"https://gw/start?x=y", 0, buffer, sizeof(buffer));

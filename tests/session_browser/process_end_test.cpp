@@ -19,6 +19,7 @@ protected:
             LibraryUnderTest::TraceLogPath().replace_filename(L"session_process_end_host.exe_ZeltoAuth.log");
         std::filesystem::remove(log_);
         std::wstring commandLine = L"session_process_end_host.exe " + kind;
+        const KernelHandle guardClosed(CreateEventW(nullptr, TRUE, FALSE, L"zelto test guard closed"));
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         PROCESS_INFORMATION process = {};
@@ -30,6 +31,7 @@ protected:
         DWORD code = kCallReturned;
         GetExitCodeProcess(host.get(), &code);
         EXPECT_TRUE(code == kAborted || code == kAbortedByFailFast) << std::hex << code;
+        EXPECT_EQ(WaitForSingleObject(guardClosed.get(), 0), WAIT_OBJECT_0); // by the library, not by its end
         EXPECT_TRUE(GuardIsFree(kGuardName));
     }
 
