@@ -34,6 +34,15 @@ ALLOWED_DLLS = {
     "user32.dll", "winhttp.dll", "wininet.dll", "ws2_32.dll", "zeltosession.dll",
 }
 
+# What the library's callers link to, for ever.
+EXPORTS = {
+    "BasicAuthGetResponse", "ClearCookies", "GetIpsecSamlDataExternalBrowser", "GetSslSamlDataExternalBrowser",
+    "SamlAuthClearCookies", "SamlAuthGetAzureToken", "SamlAuthGetResponseUsingElectron",
+    "SamlAuthGetResponseUsingExternalBrowser", "SamlAuthGetResponseUsingWebBrowser",
+    "SamlAuthGetResponseUsingWebView2", "SamlGetResponseUsingExternalAuthProvider", "StopRunningZeltoAuth",
+    "TwoFactorAuthGetResponse",
+}
+
 
 def exports_of_def(path):
     """Export names of a module-definition file."""
@@ -116,6 +125,10 @@ class Products(unittest.TestCase):
     def test_exports_are_those_of_the_def_file(self):
         exported = {symbol.name.decode() for symbol in self.image.DIRECTORY_ENTRY_EXPORT.symbols}
         self.assertEqual(exported, exports_of_def(pathlib.Path(OPTIONS.definition)))
+
+    def test_exports_are_the_thirteen(self):
+        exported = {symbol.name.decode() for symbol in self.image.DIRECTORY_ENTRY_EXPORT.symbols}
+        self.assertEqual(exported, EXPORTS)
 
     def test_exports_are_those_of_the_public_header(self):
         self.assertEqual(functions_of_header(pathlib.Path(OPTIONS.header)),

@@ -59,6 +59,12 @@ class CleanUpCommands(unittest.TestCase):
         self.assertEqual((code, errors), (0, ""))
         self.assertTrue(output.endswith("\nToken     sample-token.0f3c-11.contoso.example\n"), output)
 
+    def test_azure_token_that_does_not_fit(self):
+        self.install()
+        code, output, errors = self.host.run("azure-token", "c" * 4000, "contoso.example")
+        self.assertEqual((code, errors), (1, ""))
+        self.assertTrue(output.endswith("\nResult    0x00000000 an empty token, or one of more than 3899 characters\n"), output)
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -6,8 +6,10 @@ import pathlib
 import re
 import shutil
 import socket
+import ssl
 import sys
 import unittest
+import urllib.error
 import urllib.parse
 import urllib.request
 
@@ -35,6 +37,13 @@ def follow_redirect(target: str, port: int = SSO_PORT) -> bytes:
         while piece := browser.recv(65_536):
             answer += piece
         return answer
+
+
+class NoRedirects(urllib.request.HTTPRedirectHandler):
+    """Has the opener raise a redirect as an error, which has the address."""
+
+    def redirect_request(self, *_):
+        return None
 
 
 class SampleHostTestCase(unittest.TestCase):
@@ -179,6 +188,30 @@ class SigningInForIpsec(SampleHostTestCase):
         self.assertEqual((code, errors), (0, ""))
         self.assertIn("\nResult    0x00000000 ZELTO_AUTH_S_OK\n", output)
         self.assertTrue(output.endswith("\nId        some-id_42\nUser      jörg x\n"), output)
+
+    def sign_in_at_the_gateway(self, user: str) -> str:
+        """Signs in as a browser does, at the gateway's own login page; returns what is printed."""
+        process = self.host.start("ipsec", GATEWAY, fifo=self.fifo.path)
+        form = urllib.parse.urlencode({"username": user, "password": "x"}).encode()
+        browser = urllib.request.build_opener(
+            urllib.request.HTTPSHandler(context=ssl._create_unverified_context()), NoRedirects()
+        )
+        with self.assertRaises(urllib.error.HTTPError) as answer:
+            browser.open(self.fifo.address(), form)
+        location = urllib.parse.urlsplit(answer.exception.headers["Location"])
+        answer.exception.close()
+        follow_redirect(f"/?{location.query}", location.port)
+        code, output, errors = process.finish()
+        self.assertEqual((code, errors), (0, ""))
+        return output
+
+    def test_user_name_beyond_ascii_as_the_gateway_encodes_it(self):
+        control("/settings", {"users": {"jörg 日本": "x"}})
+        self.assertTrue(self.sign_in_at_the_gateway("jörg 日本").endswith("\nUser      jörg 日本\n"))
+
+    def test_user_name_of_which_the_gateway_encodes_every_byte(self):
+        control("/settings", {"username_encoding": "every_byte", "users": {"a+ü.b": "x"}})
+        self.assertTrue(self.sign_in_at_the_gateway("a+ü.b").endswith("\nUser      a+ü.b\n"))
 
     def test_gateway_that_names_no_page(self):
         control("/settings", {"fault": "no_marker"})
