@@ -8,7 +8,7 @@
 #include <stdio.h>
 #include <wchar.h>
 
-enum { kMaxToken = 1024 };
+enum { kMaxToken = 8192 };
 
 static int WriteToken(const wchar_t* clientId, const wchar_t* tenantName) {
     wchar_t text[kMaxToken];
