@@ -68,7 +68,7 @@ class GatewayServer:
         """False for a client that has gone, without a request, as soon as its own part of it was done."""
         try:
             tls.do_handshake()
-        except BrokenPipeError:
+        except ConnectionError:
             return False
         return True
 
@@ -158,7 +158,7 @@ def read_request(connection: socket.socket) -> tuple[str, str, email.message.Mes
     while b"\r\n\r\n" not in data:
         try:
             piece = connection.recv(16_384)
-        except TimeoutError:
+        except (TimeoutError, ConnectionError):
             piece = b""
         if not piece:
             if data:
