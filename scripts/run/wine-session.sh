@@ -54,6 +54,39 @@ end_wine_session() {
     "${wineserver_command[@]}" --wait >/dev/null 2>&1 || true
 }
 
+# Wine hands a program's error output on to whatever the program has started: a desktop for the first window, a service.
+# These live on, and whoever reads that output through a pipe would wait for them. So they get a file, and what is
+# written there is passed on for as long as this process, which becomes the program, lives.
+detach_error_output() {
+    local errors reader writer
+    [[ -p /proc/self/fd/2 ]] || return 0
+    errors=$(mktemp)
+    # shellcheck disable=SC2094 # it is there already, and empty
+    exec {writer}>"$errors" {reader}<"$errors"
+    rm -f "$errors"
+    pass_on_while_alive $$ <&"$reader" >&2 2>/dev/null {writer}>&- {reader}<&- &
+    exec 2>&"$writer" {writer}>&- {reader}<&-
+}
+
+# Copies what is appended to standard input until process $1 has ended. (A process that has ended may still be listed,
+# as a zombie: its parent may be waiting for the end of this very output.)
+pass_on_while_alive() {
+    local stat
+    while read -r stat <"/proc/$1/stat" && [[ ${stat##*) } != Z* ]]; do
+        pass_on_new
+        sleep 0.1
+    done
+    pass_on_new
+}
+
+pass_on_new() {
+    local line
+    while IFS= read -r line; do
+        printf '%s\n' "$line"
+    done
+    printf '%s' "$line"
+}
+
 # Becomes the Windows program given by its Unix path and its arguments.
 run_windows_program() {
     if (($# == 0)); then
@@ -66,5 +99,6 @@ run_windows_program() {
         exit
     fi
     ensure_wine_session
+    detach_error_output
     exec "${wine_command[@]}" "$@"
 }

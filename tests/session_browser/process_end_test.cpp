@@ -12,11 +12,11 @@ constexpr DWORD kAbortedByFailFast = 0xC0000409;
 // Nobody could ever end the listener of a browser that was not started: the process ends, deliberately.
 class SessionSignInProcessEndTest : public ::testing::Test {
 protected:
-    // Runs the host to its end. Its log is then on disk.
+    // Runs the host to its end. Its errors are then on disk, whether or not the end let the library write the rest.
     void RunHost(const std::wstring& kind) {
         const std::filesystem::path program = OwnFolder() / L"session_process_end_host.exe";
-        log_ =
-            LibraryUnderTest::TraceLogPath().replace_filename(L"session_process_end_host.exe_ZeltoAuth.log");
+        log_ = LibraryUnderTest::TraceLogPath().replace_filename(
+            L"session_process_end_host.exe_ZeltoAuth_error.log");
         std::filesystem::remove(log_);
         std::wstring commandLine = L"session_process_end_host.exe " + kind;
         const KernelHandle guardClosed(CreateEventW(nullptr, TRUE, FALSE, L"zelto test guard closed"));
@@ -35,7 +35,6 @@ protected:
         EXPECT_TRUE(GuardIsFree(kGuardName));
     }
 
-    // The host's log ends with an error record: what comes before it is on disk as well.
     void ExpectLastError(const std::string& error) {
         std::vector<std::string> errors;
         for (const std::string& line : Messages(ReadTraceLines(log_))) {

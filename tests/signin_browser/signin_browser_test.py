@@ -65,7 +65,7 @@ def last_run(log: str) -> list[str]:
     start = log.rindex("[", 0, log.rindex("(Time Zone:"))
     return re.findall(
         r"^\[.*? UTC.{6}\] \[\d+:\d+\] \[ZeltoAuth  \d+ +(\w+\] .*)$",
-        log[log.rindex("\n", 0, start) + 1 :],
+        log[log.rfind("\n", 0, start) + 1 :],
         re.MULTILINE,
     )
 
