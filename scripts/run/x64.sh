@@ -11,6 +11,10 @@ if [[ -z ${ZELTO_WINE_X64_DIR:-} ]]; then
     ZELTO_WINE_X64_DIR=$(component_dir wine-x64)
 fi
 wine_folder=$ZELTO_WINE_X64_DIR
-wine_command=(/usr/lib/wine/wine64)
+# Wine needs the page 0x7ffe0000 for itself. Its program lies 48 MB below, and the kernel puts the heap anywhere in the
+# gigabyte behind the program: one start in some 6,000 would fail, with exit code 1 and without a word. So the heap is
+# kept where the program ends, unless the machine does not allow that.
+wine_command=(setarch --addr-no-randomize /usr/lib/wine/wine64)
+"${wine_command[@]:0:2}" true 2>/dev/null || wine_command=(/usr/lib/wine/wine64)
 wineserver_command=(/usr/lib/wine/wineserver64)
 run_windows_program "$@"

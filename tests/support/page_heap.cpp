@@ -43,8 +43,12 @@ bool ReserveOnce() {
     return next != nullptr;
 }
 
+// A function that the module does not import is nobody's source of blocks.
 template <class Function>
-void Replace(HMODULE module, const char* name, Function* replacement) {
+void ReplaceIfImported(HMODULE module, const char* name, Function* replacement) {
+    if (!ImportsFunction(module, name)) {
+        return;
+    }
     // Never restored, and so never destroyed: blocks of this heap must not reach another one.
     static_cast<void>(new ImportPatch(module, name, replacement));
 }
@@ -52,10 +56,10 @@ void Replace(HMODULE module, const char* name, Function* replacement) {
 } // namespace
 
 void UsePageHeap(HMODULE module) {
-    Replace(module, "malloc", &PageHeapAllocate);
-    Replace(module, "calloc", &PageHeapAllocateZeroed);
-    Replace(module, "realloc", &PageHeapReallocate);
-    Replace(module, "free", &PageHeapFree);
+    ReplaceIfImported(module, "malloc", &PageHeapAllocate);
+    ReplaceIfImported(module, "calloc", &PageHeapAllocateZeroed);
+    ReplaceIfImported(module, "realloc", &PageHeapReallocate);
+    ReplaceIfImported(module, "free", &PageHeapFree);
 }
 
 std::size_t PageHeapAllocations() {
