@@ -59,15 +59,8 @@ make_prefix() {
     scripts/run/new-prefix.sh "$1" "$2"
 }
 
-# Under the emulator an ARM64 program ends with signal 11 now and then ("qemu: uncaught target signal 11"), another one
-# each time; whether that is the emulator's fault or ours is not known yet. Until it is, what fails there is run once
-# more, and both runs are shown.
 run_tests() {
-    local -a repeat=()
-    if [ "$1" = arm64 ] && [ "$(uname -m)" != aarch64 ]; then
-        repeat=(--repeat until-pass:2)
-    fi
-    ctest --preset "$1" -j "$(nproc)" --no-tests=error --test-output-size-passed 1000000 "${repeat[@]}" \
+    ctest --preset "$1" -j "$(nproc)" --no-tests=error --test-output-size-passed 1000000 \
         --output-junit "$results/$1.xml"
 }
 

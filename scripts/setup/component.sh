@@ -25,7 +25,7 @@ recipe_of() {
             ;;
         wine-arm64)
             cat "$setup_dir"/{pins.sh,private-apt.sh,wine-arm64.sh,wine-arm64.pins,wine-prefix.sh,wine-prefix.reg}
-            cat "$setup_dir"/browser-handover.sh
+            cat "$setup_dir"/{browser-handover.sh,mend_wine_arm64.py}
             ;;
         *)
             printf 'no component is named %s\n' "$1" >&2

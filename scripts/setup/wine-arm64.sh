@@ -51,6 +51,7 @@ unpack_packages() {
             --exclude='./usr/lib/*/gconv/*' --exclude='./usr/share/lintian/*' --exclude='./etc/*'
     done
     rm -r "$part/packages"
+    python3 "$here/mend_wine_arm64.py" "$part/root/usr/lib/aarch64-linux-gnu/wine/aarch64-unix/ntdll.so"
 }
 
 # Prints the libraries that the ARM64 file $1 needs.
