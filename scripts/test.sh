@@ -59,8 +59,9 @@ make_prefix() {
     scripts/run/new-prefix.sh "$1" "$2"
 }
 
+# Most tests wait more than they compute.
 run_tests() {
-    ctest --preset "$1" -j "$(nproc)" --no-tests=error --test-output-size-passed 1000000 \
+    ctest --preset "$1" -j "$(($(nproc) * 2))" --no-tests=error --test-output-size-passed 1000000 \
         --output-junit "$results/$1.xml"
 }
 
