@@ -13,8 +13,8 @@ struct ProcessCounts {
 
 ProcessCounts CountProcess();
 
-// Number of open kernel handles, counted by the system's table of all handles (GetProcessHandleCount answers
-// 0 on some versions of Wine).
+// Number of open kernel handles, counted one by one: some milliseconds. (GetProcessHandleCount answers 0 on some versions
+// of Wine.)
 std::size_t CountHandles();
 
 std::size_t CountThreads();
