@@ -1,5 +1,6 @@
 #include "trace/formatter.h"
 
+#include "trace/text_block.h"
 #include "trace/wide_text.h"
 
 #include <algorithm>
@@ -50,18 +51,21 @@ const char* ReadWidth(const char* next, Options& options, Arguments& arguments) 
     return ReadDigits(next, options);
 }
 
-const char* ReadOptions(const char* next, Options& options, Arguments& arguments) noexcept {
-    if (*next == '0' || *next == ' ') {
-        options.zeros = *next == '0';
-        ++next;
-    }
-    next = ReadWidth(next, options, arguments);
+const char* ReadSize(const char* next, Options& options) noexcept {
     if (*next == 'l') {
         ++next;
         options.wide64 = *next == 'l';
         next += options.wide64 ? 1 : 0;
     }
     return next;
+}
+
+const char* ReadOptions(const char* next, Options& options, Arguments& arguments) noexcept {
+    if (*next == '0' || *next == ' ') {
+        options.zeros = *next == '0';
+        ++next;
+    }
+    return ReadSize(ReadWidth(next, options, arguments), options);
 }
 
 // `prefix` is "-", "0x" or empty; `counted` is the part of the width that it takes.
@@ -193,68 +197,98 @@ const char* AppendAnyConversion(BoundedText& out, const char* next, Arguments& a
     return AppendConversion(out, conversion, options, arguments);
 }
 
-const char* EndOfLiteral(const char* text) noexcept {
-    while (*text != '%' && *text != '\0') {
-        ++text;
-    }
-    return text;
-}
-
-// Writes on at `at`, the end of `out`, whose own length is set only where that is needed: so the place stays in a
-// register from one piece of text to the next.
-char* PutPiece(BoundedText& out, char* at, std::string_view text) noexcept {
-    out.SetEnd(at);
-    out.Append(text);
-    return out.End();
-}
-
 constexpr std::size_t kPlainNumber = 1 + kMaximumDecimalLength; // with its sign
 
-// Nearly all records are made of literal text, strings and numbers without options. Appends these as long as they come
-// and fit, and returns the first part of the format that is something else: its end, or the '%' of a conversion.
-const char* AppendPlainParts(BoundedText& out, const char* format, Arguments& arguments) noexcept {
-    char* at = out.End();
-    char* const full = at + out.Room();
-    const auto put = [&](std::string_view text) {
-        const bool fits = text.size() <= static_cast<std::size_t>(full - at);
-        at = fits ? CopyText(at, text) : PutPiece(out, at, text);
-    };
-    for (;;) {
-        const char* percent = EndOfLiteral(format);
-        put({format, static_cast<std::size_t>(percent - format)});
-        format = percent;
-        if (*format == '\0') {
-            break;
-        }
-        const char conversion = format[1];
-        if (conversion == 's') {
-            if (const char* text = va_arg(arguments.list, const char*)) {
-                put({text, TextLength(text)});
-            }
-        } else if (static_cast<std::size_t>(full - at) < kPlainNumber) {
-            break;
-        } else if (conversion == 'd') {
-            const int value = va_arg(arguments.list, int);
-            const auto bits = static_cast<std::uint32_t>(value);
-            if (value < 0) {
-                *at++ = '-';
-            }
-            at = PutDecimal(at, value < 0 ? 0 - bits : bits);
-        } else if (conversion == 'u') {
-            at = PutDecimal(at, va_arg(arguments.list, unsigned int));
-        } else if (conversion == 'x') {
-            const auto value = va_arg(arguments.list, unsigned int);
-            const std::size_t length = HexLength(value);
-            at = CopyText(at, "0x");
-            PutHex(at, value, length, kLowercaseDigits);
-            at += length;
-        } else {
-            break;
-        }
-        format += 2;
+// Writes a number that has no other option than its size. Null, with no argument taken, for another conversion.
+char* PutPlainNumber(char* at, char conversion, const Options& options, Arguments& arguments) noexcept {
+    if (conversion == 'd' || conversion == 'i') {
+        const std::int64_t value =
+            options.wide64 ? va_arg(arguments.list, long long) : va_arg(arguments.list, int);
+        const auto bits = static_cast<std::uint64_t>(value);
+        *at = '-';
+        return PutDecimal(at + (value < 0 ? 1 : 0), value < 0 ? 0 - bits : bits);
     }
-    out.SetEnd(at);
-    return format;
+    if (conversion == 'u') {
+        return PutDecimal(at, ReadUnsigned(options, arguments));
+    }
+    if (conversion == 'x') {
+        const std::uint64_t value = ReadUnsigned(options, arguments);
+        const std::size_t length = HexLength(value);
+        at = CopyText(at, "0x");
+        PutHex(at, value, length, kLowercaseDigits);
+        return at + length;
+    }
+    return nullptr;
+}
+
+// Where `out` is written on, kept in a register from one piece of text to the next: the length of `out` itself is set
+// only where that is needed.
+class Place {
+public:
+    explicit Place(BoundedText& out) noexcept : out_(out), at_(out.End()), full_(at_ + out.Room()) {}
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+    ~Place() { out_.SetEnd(at_); }
+
+    // Appends `text` up to its zero or `stop`, and returns where that stands.
+    const char* PutUntil(const char* text, char stop) noexcept {
+        const TextCopy copy = CopyUntil(at_, full_, text, stop);
+        at_ = copy.to;
+        return *copy.from == '\0' || *copy.from == stop ? copy.from : PutRest(copy.from, stop);
+    }
+
+    // Appends a number. False, with nothing done, for another conversion, and when not every number would fit.
+    bool PutNumber(char conversion, const Options& options, Arguments& arguments) noexcept {
+        if (static_cast<std::size_t>(full_ - at_) < kPlainNumber) {
+            return false;
+        }
+        char* const end = PutPlainNumber(at_, conversion, options, arguments);
+        at_ = end == nullptr ? at_ : end;
+        return end != nullptr;
+    }
+
+private:
+    // Near the end of `out`.
+    const char* PutRest(const char* text, char stop) noexcept {
+        const char* end = text;
+        while (*end != '\0' && *end != stop) {
+            ++end;
+        }
+        out_.SetEnd(at_);
+        out_.Append({text, static_cast<std::size_t>(end - text)});
+        at_ = out_.End();
+        return end;
+    }
+
+    BoundedText& out_;
+    char* at_;
+    char* const full_;
+};
+
+// Nearly all records are made of literal text, strings, and numbers without width or filling. Appends these as long as
+// they come and fit, and returns the first part of the format that is something else: its end, or the '%' of a
+// conversion.
+const char* AppendPlainParts(BoundedText& out, const char* format, Arguments& arguments) noexcept {
+    Place place(out);
+    for (;;) {
+        format = place.PutUntil(format, '%');
+        if (*format == '\0') {
+            return format;
+        }
+        const char* conversion = format + 1;
+        if (*conversion == 's') {
+            if (const char* text = va_arg(arguments.list, const char*)) {
+                place.PutUntil(text, '\0');
+            }
+        } else {
+            Options options;
+            conversion = ReadSize(conversion, options);
+            if (!place.PutNumber(*conversion, options, arguments)) {
+                return format;
+            }
+        }
+        format = conversion + 1;
+    }
 }
 
 } // namespace

@@ -224,5 +224,16 @@ TEST(FormatterTest, SmallAreaIsNeverOverrun) {
     EXPECT_EQ(FormatIn(0, "%s", "abc"), "");
 }
 
+TEST(FormatterTest, EverySizeOfTheAreaCutsTheSameText) {
+    const std::string whole = "folder=C:\\Users\\somebody\\Auth error=4294967295 lowest=-9223372036854775808 "
+                              "flags=0xffffffffffffffff, the rest is literal text";
+    for (std::size_t area = 3; area <= whole.size() + 20; ++area) {
+        const std::string text =
+            FormatIn(area, "folder=%s error=%lu lowest=%lld flags=%llx, the rest is literal text",
+                     "C:\\Users\\somebody\\Auth", UINT_MAX, LLONG_MIN, ULLONG_MAX);
+        EXPECT_EQ(text, whole.size() <= area ? whole : whole.substr(0, area - 3) + "...");
+    }
+}
+
 } // namespace
 } // namespace zelto
