@@ -59,27 +59,48 @@ make_prefix() {
     scripts/run/new-prefix.sh "$1" "$2"
 }
 
-# Most tests wait more than they compute.
 run_tests() {
-    ctest --preset "$1" -j "$(($(nproc) * 2))" --no-tests=error --test-output-size-passed 1000000 \
-        --output-junit "$results/$1.xml"
+    rm -rf "build/$1/results"
+    mkdir -p "build/$1/results"
+    ctest --preset "$1" -j "$2" --no-tests=error --test-output-size-passed 1000000 --output-junit "$results/$1.xml"
 }
 
-# Builds and tests one preset. Its totals are read from the reports, so a failing stage does not hide the next one.
-run_preset() {
+run_native() {
+    build_stage native || return 1
+    say "native: testing"
+    run_tests native "$(nproc)"
+}
+
+# A stage's tests under Wine, in a prefix of its own.
+run_under_wine() {
     local preset="$1" prefix="$root/build/$1/prefix" status=0
-    build_stage "$preset" || return 1
-    rm -rf "build/$preset/results"
-    mkdir -p "build/$preset/results"
-    say "$preset: testing"
-    if [ "$preset" = native ]; then
-        run_tests "$preset"
-        return
-    fi
     quietly "prefix-$preset" make_prefix "$preset" "$prefix" || return 1
-    ZELTO_WINEPREFIX="$prefix" run_tests "$preset" || status=$?
+    # More at once than there are processors: most tests wait more than they compute.
+    ZELTO_WINEPREFIX="$prefix" run_tests "$preset" "$(($(nproc) + 1))" || status=$?
     scripts/run/end-prefix.sh "$preset" "$prefix"
     return "$status"
+}
+
+# The stages that run under Wine: built one after the other, tested side by side.
+run_windows() {
+    local stage
+    local -A running=()
+    for stage in "$@"; do
+        build_stage "$stage" || failed_stages+=("$stage")
+    done
+    say "testing: $*"
+    for stage in "$@"; do
+        case " ${failed_stages[*]} " in
+        *" $stage "*) ;;
+        *)
+            run_under_wine "$stage" > >(sed -u "s/^/$stage: /") 2>&1 &
+            running[$stage]=$!
+            ;;
+        esac
+    done
+    for stage in "${!running[@]}"; do
+        wait "${running[$stage]}" || failed_stages+=("$stage")
+    done
 }
 
 # Static analysis reads the x64 build's commands; the sign-in tests on Windows use the demo's browser.
@@ -95,13 +116,17 @@ scripts/setup.sh "${purposes[@]}"
 source scripts/setup/env.sh
 
 failed_stages=()
+windows_stages=()
 for stage in "${stages[@]}"; do
-    if [ "$stage" = lint ]; then
-        run_lint || failed_stages+=("$stage")
-    else
-        run_preset "$stage" || failed_stages+=("$stage")
-    fi
+    case "$stage" in
+    lint) run_lint || failed_stages+=(lint) ;;
+    native) run_native || failed_stages+=(native) ;;
+    *) windows_stages+=("$stage") ;;
+    esac
 done
+if ((${#windows_stages[@]} > 0)); then
+    run_windows "${windows_stages[@]}"
+fi
 
 say "done"
 /usr/bin/python3 scripts/test/totals.py --failed-stages "${failed_stages[*]}" "${stages[@]}"

@@ -7,7 +7,7 @@ readonly packages_base=(bash bzip2 ca-certificates coreutils debian-archive-keyr
 
 # Compiling, for Windows and natively; running Python scripts.
 readonly packages_build=(
-    clang-19 lld-19 llvm-19 libclang-rt-19-dev cmake git googletest make ninja-build
+    ccache clang-19 lld-19 llvm-19 libclang-rt-19-dev cmake git googletest make ninja-build
     curl python3 python3-cryptography python3-pefile openssl
 )
 
