@@ -1,5 +1,6 @@
 #include "bench/contests.h"
 #include "tests/support/library_under_test.h"
+#include "trace/library_trace.h"
 
 namespace zelto::bench {
 namespace {
@@ -7,13 +8,37 @@ namespace {
 using test::LibraryUnderTest;
 using test::LoadBuiltLibrary;
 
-Figures TimeLoad(const std::filesystem::path& library) {
+// Microseconds since `before`.
+Figures TimeSince(std::uint64_t before) {
+    return {static_cast<double>(Ticks() - before) / TicksPerNanosecond() / 1000};
+}
+
+template <class Load>
+Figures TimeLoad(const Load& load) {
     const std::uint64_t before = Ticks();
-    const HMODULE module = LoadBuiltLibrary(library);
-    const std::uint64_t loaded = Ticks();
+    const HMODULE module = load();
+    const Figures time = TimeSince(before);
     Require(module != nullptr, "the library loads");
     FreeLibrary(module);
-    return {static_cast<double>(loaded - before) / TicksPerNanosecond() / 1000};
+    return time;
+}
+
+Figures TimeFullLoad(const std::filesystem::path& library) {
+    return TimeLoad([&] { return LoadBuiltLibrary(library); });
+}
+
+// Without its imports, and without running any of its code.
+Figures TimeMapping(const std::filesystem::path& library) {
+    return TimeLoad([&] { return LoadLibraryExW(library.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES); });
+}
+
+// What the library does first when it is loaded.
+Figures TimeTraceStart() {
+    const std::uint64_t before = Ticks();
+    TraceOnProcessAttach();
+    const Figures time = TimeSince(before);
+    TraceOnProcessDetach(false);
+    return time;
 }
 
 // Loads for good what `module` imports, so that only its own load is left to be timed.
@@ -42,8 +67,11 @@ void CompeteInLoading(const Effort& effort) {
     KeepImportsOf(first);
     FreeLibrary(first);
     Compete("loading into a process that has the system's DLLs", {"us"},
-            {{"ZeltoAuth.dll", [&] { return TimeLoad(ours); }},
-             {"DLL with an empty C runtime", [&] { return TimeLoad(empty); }}},
+            {{"ZeltoAuth.dll", [&] { return TimeFullLoad(ours); }},
+             {"DLL with an empty C runtime", [&] { return TimeFullLoad(empty); }},
+             {"ZeltoAuth.dll, mapped only", [&] { return TimeMapping(ours); }},
+             {"empty DLL, mapped only", [&] { return TimeMapping(empty); }},
+             {"start of the trace alone", &TimeTraceStart}},
             {{0, 1, 0, 2.0}}, effort);
 }
 
