@@ -50,6 +50,7 @@ packages_for() {
                 [[ $machine == aarch64 ]] || printf '%s\n' "${packages_arm64[@]}"
                 ;;
             demo) printf '%s\n' "${packages_demo[@]}" "${packages_desktop[@]}" ;;
+            bench) printf '%s\n' "${packages_bench[@]}" ;;
         esac
     done
 }

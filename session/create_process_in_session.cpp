@@ -49,6 +49,17 @@ int StartAsCaller(const Start& start, PROCESS_INFORMATION& started) noexcept {
                : ZELTO_SESSION_E_PROCESS;
 }
 
+bool StartWith(HANDLE token, const Environment& environment, const Start& start,
+               PROCESS_INFORMATION& started) noexcept {
+    wchar_t desktop[] = L"winsta0\\default";
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    startup.lpDesktop = desktop;
+    return CreateProcessAsUserW(token, start.application, start.commandLine, nullptr, nullptr,
+                                start.inheritHandles, start.flags | CREATE_UNICODE_ENVIRONMENT,
+                                environment.Get(), start.currentDirectory, &startup, &started) != FALSE;
+}
+
 int StartAsUser(DWORD sessionId, const Start& start, PROCESS_INFORMATION& started) noexcept {
     HANDLE opened = nullptr;
     if (!WTSQueryUserToken(sessionId, &opened)) {
@@ -59,13 +70,13 @@ int StartAsUser(DWORD sessionId, const Start& start, PROCESS_INFORMATION& starte
     if (environment.Get() == nullptr) {
         return ZELTO_SESSION_E_ENVIRONMENT;
     }
-    wchar_t desktop[] = L"winsta0\\default";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    startup.lpDesktop = desktop;
-    return CreateProcessAsUserW(token.get(), start.application, start.commandLine, nullptr, nullptr,
-                                start.inheritHandles, start.flags | CREATE_UNICODE_ENVIRONMENT,
-                                environment.Get(), start.currentDirectory, &startup, &started)
+    if (StartWith(token.get(), environment, start, started)) {
+        return 0;
+    }
+    // CreateProcessAsUser's documentation asks for the caller's own session when handles are inherited.
+    Start withoutHandles = start;
+    withoutHandles.inheritHandles = FALSE;
+    return start.inheritHandles && StartWith(token.get(), environment, withoutHandles, started)
                ? 0
                : ZELTO_SESSION_E_PROCESS;
 }

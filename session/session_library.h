@@ -29,8 +29,8 @@ DWORD SelectCurrentActiveTSSession(void);
 //   sessionId         the session to start in.
 //   application       full path of the executable, or null: the command line's first word names it.
 //   commandLine       passed on as it is, and may be written to by the system while the call runs.
-//   inheritHandles    1: the program inherits every inheritable handle of the caller, under the same value. The
-//                     system decides whether handles may pass into another session, and refuses the start if not.
+//   inheritHandles    1: the program inherits every inheritable handle of the caller, under the same value. Where
+//                     the system refuses a start in another session for that, the program inherits none.
 //   creationFlags     further flags of CreateProcess; 0 for none.
 //   currentDirectory  the program's current folder, or null for the caller's.
 //   processId         receives the new process's id; may be null.

@@ -104,6 +104,18 @@ protected:
         return CreateProcessW(application, commandLine, nullptr, nullptr, inheritHandles, flags, environment,
                               directory, startup, started);
     }
+    static BOOL WINAPI StartWithoutHandlesOnly(HANDLE token, LPCWSTR application, LPWSTR commandLine,
+                                               LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES,
+                                               BOOL inheritHandles, DWORD flags, LPVOID environment,
+                                               LPCWSTR directory, LPSTARTUPINFOW startup,
+                                               LPPROCESS_INFORMATION started) {
+        if (inheritHandles) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return FALSE;
+        }
+        return StartInstead(token, application, commandLine, nullptr, nullptr, inheritHandles, flags,
+                            environment, directory, startup, started);
+    }
     static BOOL WINAPI StartNothing(HANDLE, LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES,
                                     BOOL, DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION) {
         SetLastError(ERROR_ELEVATION_REQUIRED);
@@ -172,6 +184,17 @@ TEST_F(SessionLibraryTest, InAnotherSessionTheProgramIsStartedAsItsUser) {
     EXPECT_FALSE(userStart.hasCurrentDirectory);
     EXPECT_EQ(userStart.desktop, L"winsta0\\default");
     EXPECT_EQ(processId, GetProcessId(process));
+    EXPECT_EQ(ExitCode(process), 7u);
+}
+
+TEST_F(SessionLibraryTest, AStartThatMayPassOnNoHandlesIsMadeWithout) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartWithoutHandlesOnly);
+    HANDLE process = nullptr;
+    ASSERT_EQ(Start(kOtherSession, nullptr, &process), 0);
+    const KernelHandle owned(process);
+    EXPECT_FALSE(userStart.inheritHandles);
+    EXPECT_EQ(userStart.application, CommandProcessor());
     EXPECT_EQ(ExitCode(process), 7u);
 }
 
