@@ -1,3 +1,5 @@
+import itertools
+import sys
 import unittest
 
 from sample_images import FileTestCase, line
@@ -8,6 +10,34 @@ HEADER = (
     "(Time Zone: UTC) (Thu Mar 19 04:11:33 2026, 59s) log rotated at 2026-03-19 04:11:33.{:03d} "
     "type: 0x1ff size: 2"
 )
+
+
+MANY = 200_000  # records
+STEPS_PER_RECORD = 60
+
+
+class StepLimit:
+    """Fails what takes more steps than that; each line of Python that is run is one."""
+
+    def __init__(self, limit: int) -> None:
+        self._left = limit
+
+    def __enter__(self) -> None:
+        sys.settrace(self._count)
+
+    def __exit__(self, *_) -> None:
+        sys.settrace(None)
+
+    def _count(self, *_):
+        self._left -= 1
+        if self._left < 0:
+            raise AssertionError("too many steps")
+        return self._count
+
+
+def no_more_yet():
+    raise AssertionError("read on before what was read is shown")
+    yield
 
 
 def texts(records) -> list[str]:
@@ -101,6 +131,32 @@ class Merging(unittest.TestCase):
 
     def test_records_of_one_log_that_are_alike_stay(self):
         self.assertEqual(self.merge([line(1), line(1)], [line(1)]), ["record 1", "record 1"])
+
+    def test_records_without_a_head_are_never_the_same(self):
+        self.assertEqual(self.merge(["a", "b"], ["a"]), ["a", "b", "a"])
+
+    def test_copies_of_records_without_a_time_come_once(self):
+        main = ["[1:2] a length=1\n30", "[1:2] b", "[1:2] a", "[1:2] a"]
+        self.assertEqual(self.merge(main, ["[1:2] a", "[1:2] a", "[1:2] c"]), [*texts(map(parse, main)), "c"])
+        self.assertEqual(
+            self.merge(["[1:2] a", "[1:2] b"], ["[1:2] a length=1\n30"], ["[1:2] a", "[1:2] b"]),
+            ["a length=1\n30", "b"],
+        )
+
+    def test_a_log_alone_is_shown_as_it_is_read(self):
+        records = log_file.merge([itertools.chain(map(parse, ["a", "b"]), no_more_yet())])
+        self.assertEqual(texts(itertools.islice(records, 2)), ["a", "b"])
+
+    def test_many_records_without_a_time_take_steps_in_proportion(self):
+        numbered = [parse(f"[1:2] {number}") for number in range(MANY)]
+        with StepLimit(STEPS_PER_RECORD * MANY):
+            self.assertEqual(sum(1 for _ in log_file.merge([numbered])), MANY)
+        part = MANY // 8
+        headless = [parse(str(number)) for number in range(2 * part)]
+        main = [parse("[1:2] a length=1\n30")] * part + numbered[:part] + headless
+        copy = [parse("[1:2] a")] * part + numbered[:part] + headless
+        with StepLimit(STEPS_PER_RECORD * MANY):
+            self.assertEqual(sum(1 for _ in log_file.merge([main, copy])), 6 * part)
 
 
 class RotationFiles(FileTestCase):

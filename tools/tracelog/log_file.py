@@ -1,7 +1,9 @@
 """Records of log files: of one as it is, of several merged by time, of files that are still written to."""
 
+import collections
 import dataclasses
 import heapq
+import itertools
 import os
 import pathlib
 import re
@@ -12,6 +14,7 @@ from .record import Record, decode, parse
 
 _POLL_SECONDS = 0.2
 _PIECE = 1 << 20
+_LENGTH = re.compile(" length=")  # between a message and its hex dump
 _STEM = re.compile(r"(?P<name>.*?)(?P<rest>(?:_error)?(?:_pid_\d+)?)")
 
 
@@ -60,15 +63,17 @@ def read(path: pathlib.Path) -> Iterator[Record]:
 def merge(logs: Iterable[Iterable[Record]]) -> Iterator[Record]:
     """The records of several logs by their times; those of one log stay in its order. What both a main log
     and its error copy hold comes once."""
+    logs = list(logs)
+    if len(logs) == 1:
+        yield from logs[0]  # each as soon as it is read
+        return
     moments = [_with_moments(log, number) for number, log in enumerate(logs)]
-    group: list[_Merged] = []  # of one moment
-    group_moment = None
-    for moment, number, record in heapq.merge(*moments, key=lambda item: item[:2]):
-        if moment != group_moment:
-            yield from (merged.record for merged in group)
-            group, group_moment = [], moment
-        _add_once(group, record, number)
-    yield from (merged.record for merged in group)
+    merged = heapq.merge(*moments, key=lambda item: item[:2])
+    for _, of_one_moment in itertools.groupby(merged, key=lambda item: item[0]):
+        group: list[Record] = []
+        for _, of_one_log in itertools.groupby(of_one_moment, key=lambda item: item[1]):
+            _add_once(group, [record for *_, record in of_one_log])
+        yield from group
 
 
 def rotation_files(path: pathlib.Path) -> list[pathlib.Path]:
@@ -143,23 +148,41 @@ def _with_moments(log: Iterable[Record], number: int) -> Iterator[tuple[int, int
         yield latest, number, header
 
 
-@dataclasses.dataclass
-class _Merged:
-    record: Record
-    logs: set[int]  # the numbers of those that it has been found in
+def _add_once(group: list[Record], log: list[Record]) -> None:
+    """Adds the records of one moment of a log to those of the logs before it. What is the same, but for the
+    hex dump that the error copy lacks, is one record then: the longer one. Looked up, not searched for:
+    without times, all the records of the logs are of one moment."""
+    if not group:
+        group += log
+        return
+    whole: dict[tuple[str, str], collections.deque[int]] = collections.defaultdict(collections.deque)
+    shortened: dict[tuple[str, str], collections.deque[int]] = collections.defaultdict(collections.deque)
+    for position, record in enumerate(group):
+        whole[record.head, record.text].append(position)
+        for text in _without_dump(record.text):
+            shortened[record.head, text].append(position)
+    taken: set[int] = set()
+    for record in log:
+        like = [
+            whole.get((record.head, record.text)),
+            shortened.get((record.head, record.text)),
+            *(whole.get((record.head, text)) for text in _without_dump(record.text)),
+        ]
+        position = _first_free([positions for positions in like if positions], taken) if record.head else None
+        if position is None:
+            group.append(record)
+        else:
+            taken.add(position)
+            group[position] = max(group[position], record, key=lambda one: len(one.text))
 
 
-def _add_once(group: list[_Merged], record: Record, log: int) -> None:
-    for merged in group:
-        if log not in merged.logs and _are_the_same(merged.record, record):
-            merged.logs.add(log)
-            merged.record = max(merged.record, record, key=lambda one: len(one.text))
-            return
-    group.append(_Merged(record, {log}))
+def _without_dump(text: str) -> Iterator[str]:
+    """What the error copy may have in place of `text`."""
+    return (text[: found.start()] for found in _LENGTH.finditer(text))
 
 
-def _are_the_same(one: Record, other: Record) -> bool:
-    """The error copy of a record lacks its hex dump."""
-    shorter, longer = sorted((one.text, other.text), key=len)
-    same_text = longer == shorter or longer.startswith(f"{shorter} length=")
-    return bool(one.head) and one.head == other.head and same_text
+def _first_free(queues: list[collections.deque[int]], taken: set[int]) -> int | None:
+    for queue in queues:
+        while queue and queue[0] in taken:
+            queue.popleft()
+    return min((queue[0] for queue in queues if queue), default=None)
