@@ -101,6 +101,12 @@ class Logs(ReadTrace):
         log = self.file(line(1, text="a\x1b]0;title\x07\tb\x9b") + "\r\n")
         self.assertEqual(self.lines(log), [line(1, text="a\\x1b]0;title\\x07\tb\\x9b")])
 
+    def test_control_characters_are_escaped_in_json(self):
+        text = "a\x1b\x7e\x7f\x80\x9b\x9f\xa0é"
+        (shown,) = self.lines("--json", self.file(line(1, text=text) + "\r\n"))
+        self.assertTrue(shown.endswith('"a\\u001b\x7e\\u007f\\u0080\\u009b\\u009f\xa0é"}'), shown)
+        self.assertEqual(json.loads(shown)["text"], text)
+
     def test_file_that_does_not_exist(self):
         path = self.folder / "host.log"
         self.assertEqual(

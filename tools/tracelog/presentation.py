@@ -12,6 +12,7 @@ _DIM = "\x1b[2m"
 _LEVEL_COLOURS = {"info": "\x1b[32m", "debug": "\x1b[36m", "warning": "\x1b[93m", "error": "\x1b[91m"}
 _LEVEL_IN_HEAD = re.compile(r"(   info|  debug|warning|  error)(\] )$")
 _CONTROLS = re.compile(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]")
+_UNESCAPED_IN_JSON = re.compile(r"[\x7f-\x9f]")  # which json leaves as they are
 
 
 def as_text(record: Record, coloured: bool) -> str:
@@ -21,8 +22,8 @@ def as_text(record: Record, coloured: bool) -> str:
 
 
 def as_json(record: Record) -> str:
-    """One object on one line; null for what the record does not have."""
-    return json.dumps(
+    """One object on one line; null for what the record does not have. All control characters are escaped."""
+    text = json.dumps(
         {
             "time": record.time.iso() if record.time else None,
             "pid": record.pid,
@@ -34,6 +35,7 @@ def as_json(record: Record) -> str:
         },
         ensure_ascii=False,
     )
+    return _UNESCAPED_IN_JSON.sub(lambda found: f"\\u{ord(found[0]):04x}", text)
 
 
 def colours_wanted(choice: str) -> bool:
