@@ -39,7 +39,7 @@ check_statically() {
     cmake --preset x64 >/dev/null
     local common
     common="$(clang-tidy-19 --version) $ZELTO_TOOLCHAIN_DIR $(cat .clang-tidy "${BASH_SOURCE[0]}")"
-    mapfile -t units < <(tracked '*.cpp' | grep -v -e '_test\.cpp$' -e '^tests/' -e '^fuzz/' -e '^bench/')
+    mapfile -t units < <(tracked '*.cpp' '*.c' | grep -v -e '_test\.cpp$' -e '^tests/' -e '^fuzz/' -e '^bench/')
     [ ${#units[@]} -gt 0 ]
     export -f analyse_file
     export ZELTO_CACHE_DIR ZELTO_TOOLCHAIN_DIR
