@@ -1,7 +1,6 @@
 #include "fuzz/slow_formatter.h"
 
 #include "trace/formatter.h"
-#include "trace/wide_text.h"
 
 #include <algorithm>
 
@@ -55,14 +54,41 @@ std::string Unsigned(const Conversion& how, std::uint64_t slot, const char* pref
                   InBase(how.is64 ? slot : static_cast<std::uint32_t>(slot), base, digits));
 }
 
+std::string Utf8(std::uint32_t point) {
+    const auto byte = [](std::uint32_t value) { return static_cast<char>(value); };
+    if (point <= 0x7F) {
+        return {byte(point)};
+    }
+    const char last = byte(128 + point % 64);
+    if (point <= 0x7FF) {
+        return {byte(192 + point / 64), last};
+    }
+    const char third = byte(128 + point / 64 % 64);
+    if (point <= 0xFFFF) {
+        return {byte(224 + point / 4096), third, last};
+    }
+    return {byte(240 + point / 262'144), byte(128 + point / 4096 % 64), third, last};
+}
+
+// A pair of surrogates is one code point, any other surrogate and what is no code point U+FFFD.
 std::string WideText(const Conversion& how, std::uint64_t slot) {
     const auto* text = reinterpret_cast<const wchar_t*>(slot);
     if (text == nullptr) {
         return "";
     }
-    const std::size_t length = WideLength(text);
-    std::string bytes(Utf8Length(text, length), '\0');
-    ConvertToUtf8(text, length, bytes.data());
+    std::string bytes;
+    for (; *text != 0; ++text) {
+        const auto unit = static_cast<std::uint32_t>(text[0]);
+        const auto next = static_cast<std::uint32_t>(text[1]);
+        if (unit >= 0xD800 && unit <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) {
+            bytes += Utf8(0x10000 + (unit - 0xD800) * 1024 + (next - 0xDC00));
+            ++text;
+        } else if ((unit >= 0xD800 && unit <= 0xDFFF) || unit > 0x10FFFF) {
+            bytes += "\xEF\xBF\xBD";
+        } else {
+            bytes += Utf8(unit);
+        }
+    }
     return OnTheLeft(how, bytes);
 }
 

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <deque>
 #include <fuzzer/FuzzedDataProvider.h>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -112,11 +113,21 @@ private:
         }
         std::wstring units;
         for (const char character : text) {
-            units.push_back(static_cast<wchar_t>(static_cast<unsigned char>(character)) *
-                            (units.size() % 3 == 2 ? 0xD9 : 1));
+            units.push_back(static_cast<wchar_t>(
+                WideUnit(static_cast<unsigned char>(character), static_cast<std::uint32_t>(units.size()))));
         }
         wide_.push_back(units);
         return reinterpret_cast<std::uint64_t>(wide_.back().c_str());
+    }
+
+    // Half of the bytes stand for themselves, a quarter for surrogates, a quarter for the borders of what counts.
+    static std::uint32_t WideUnit(std::uint32_t byte, std::uint32_t position) {
+        constexpr std::uint32_t kBorders[] = {0x80,   0x7FF,  0x800,   0xD7FF,   0xDBFF,   0xDC00,    0xDFFF,
+                                              0xE000, 0xFFFF, 0x10000, 0x10FFFF, 0x110000, 0xFFFFFFFF};
+        if (byte < 0x80) {
+            return byte;
+        }
+        return byte < 0xC0 ? 0xD800 + byte % 64 * 32 + position % 32 : kBorders[byte % std::size(kBorders)];
     }
 
     FuzzedDataProvider& data_;
