@@ -192,20 +192,39 @@ std::string FastTimeBlock(LastTimeBlock& last, const TimeBlockKey& key, const Re
     return std::string(out.View());
 }
 
+// Changes one part of the key, to what it has not been before.
+void ChangeKey(TimeBlockKey& key, FuzzedDataProvider& data) {
+    const auto bit = [&](int bits) {
+        return std::int64_t{1} << data.ConsumeIntegralInRange<int>(0, bits - 1);
+    };
+    switch (data.ConsumeIntegralInRange<int>(0, 3)) {
+    case 0:
+        key.seconds += bit(60);
+        break;
+    case 1:
+        key.zoneSeconds += static_cast<std::int32_t>(bit(24));
+        break;
+    case 2:
+        key.zoneDaylight += static_cast<std::int32_t>(bit(24));
+        break;
+    default:
+        key.zoneReading += static_cast<std::uint64_t>(bit(60));
+        break;
+    }
+}
+
 void CompareTimeBlocks(FuzzedDataProvider& data) {
     LastTimeBlock last;
-    RecordTime time;
+    RecordTime time = MakeTime(data);
     TimeBlockKey key = {};
     for (int records = data.ConsumeIntegralInRange<int>(1, 6); records > 0; --records) {
-        if (records % 2 == 1 || data.ConsumeBool()) { // another second or zone
+        Same(FastTimeBlock(last, key, time), SlowTimeBlock(time), "time block");
+        if (data.ConsumeBool()) {
+            ChangeKey(key, data);
             time = MakeTime(data);
-            key.seconds += data.ConsumeBool() ? 1 : 0;
-            key.zoneSeconds += key.seconds % 2 == 0 ? 3600 : 0;
-            ++key.zoneReading;
         } else {
             time.fraction = data.ConsumeIntegralInRange<std::uint32_t>(0, 9'999'999);
         }
-        Same(FastTimeBlock(last, key, time), SlowTimeBlock(time), "time block");
     }
 }
 
