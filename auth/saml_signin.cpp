@@ -22,9 +22,23 @@ struct Outputs {
     std::uint32_t serverIpSize;
 };
 
+// An answer's lines, and the fields of each line behind the first. All of it is made before the first of the caller's
+// buffers is written: after a failure they are as they were. Lines and fields wipe themselves.
+struct AnswerLines {
+    std::vector<SecretText> lines;
+    std::vector<std::vector<SecretText>> fields; // those of line 1 come first
+};
+
+AnswerLines SplitAnswer(const SecretText& answer) {
+    AnswerLines split{SplitByAnyOf(answer.View(), "\n"), {}};
+    for (std::size_t number = 1; number < split.lines.size(); ++number) {
+        split.fields.push_back(SplitByAnyOf(split.lines[number].View(), ":"));
+    }
+    return split;
+}
+
 // Every colon cuts, so an address that holds one is reported up to there.
-void ReadKeyAndValue(const SecretText& line, const Outputs& outputs) {
-    const std::vector<SecretText> fields = SplitByAnyOf(line.View(), ":");
+void ReadKeyAndValue(const std::vector<SecretText>& fields, const Outputs& outputs) noexcept {
     if (fields.size() < 2 || fields[0].View() != "ServerIp" || outputs.serverIp == nullptr ||
         outputs.serverIpSize == 0) {
         return;
@@ -33,16 +47,16 @@ void ReadKeyAndValue(const SecretText& line, const Outputs& outputs) {
     TRACE_DEBUG("[%s] Server IP set to %s", kTag, fields[1].CString());
 }
 
-// First line: the SAML response. Behind it: keys and values. Lines and fields wipe themselves.
-void ReadAnswerLines(const SecretText& answer, const Outputs& outputs) {
-    const std::vector<SecretText> lines = SplitByAnyOf(answer.View(), "\n");
+// First line: the SAML response. Behind it: keys and values.
+void ReadAnswerLines(const AnswerLines& answer, const Outputs& outputs) noexcept {
     if (outputs.responseSize != 0) {
-        CopyTruncating(outputs.response, outputs.responseSize, lines[0].View());
+        CopyTruncating(outputs.response, outputs.responseSize, answer.lines[0].View());
         TRACE_DEBUG("[%s] Response buffer set", kTag);
     }
-    for (std::size_t number = 1; number < lines.size(); ++number) {
-        TRACE_DEBUG("Processing line %d: %s", static_cast<std::uint32_t>(number), lines[number].CString());
-        ReadKeyAndValue(lines[number], outputs);
+    for (std::size_t number = 1; number < answer.lines.size(); ++number) {
+        TRACE_DEBUG("Processing line %d: %s", static_cast<std::uint32_t>(number),
+                    answer.lines[number].CString());
+        ReadKeyAndValue(answer.fields[number - 1], outputs);
     }
 }
 
@@ -54,7 +68,7 @@ std::uint32_t AskModule(ProviderKind kind, const SamlRequest& request, const Out
         return result;
     }
     TRACE_INFO("RunZeltoAuthInSession=%08x", result);
-    ReadAnswerLines(answer, outputs);
+    ReadAnswerLines(SplitAnswer(answer), outputs);
     return result;
 }
 

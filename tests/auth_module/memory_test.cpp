@@ -4,7 +4,9 @@
 
 #include "tests/support/shortage.h"
 
+#include <algorithm>
 #include <functional>
+#include <span>
 
 namespace zelto::test {
 namespace {
@@ -16,13 +18,15 @@ protected:
     MemoryTest() { Block(SoundBlock()); }
 
     // Lets each allocation of `call` fail in turn until none does. The result is AUTH_E_FAILED, or that of the module when
-    // it is only the answer that could not be read.
+    // it is only the answer that could not be read; unless it is 0, the caller's buffers are as they were.
     void ExpectEachShortageToBeSurvived(int atLeast, const std::function<std::uint32_t()>& call) {
         Patch("malloc", &AllocateUntilShortage);
         ASSERT_EQ(call(), kOk); // what is allocated once is allocated now
         int failures = 0;
         for (int number = 1; number < 200; ++number) {
+            FillBuffers();
             const std::uint32_t result = CallWithFailing(number, call);
+            EXPECT_TRUE(result == kOk || BuffersAreAsFilled()) << "allocation " << number;
             EXPECT_EQ(HandlesInUse(), 0u) << "allocation " << number;
             EXPECT_EQ(call(), kOk) << "the one behind allocation " << number;
             if (!shortage.struck) {
@@ -35,6 +39,29 @@ protected:
     }
 
 private:
+    void FillBuffers() {
+        response_.fill('#');
+        for (std::array<char, 256>* buffer : SmallBuffers()) {
+            buffer->fill('#');
+        }
+    }
+
+    bool BuffersAreAsFilled() {
+        bool unchanged = IsFilled(response_);
+        for (const std::array<char, 256>* buffer : SmallBuffers()) {
+            unchanged = IsFilled(*buffer) && unchanged;
+        }
+        return unchanged;
+    }
+
+    std::array<std::array<char, 256>*, 5> SmallBuffers() {
+        return {&serverIp_, &userName_, &password_, &certificate_, &token_};
+    }
+
+    static bool IsFilled(std::span<const char> buffer) {
+        return std::all_of(buffer.begin(), buffer.end(), [](char character) { return character == '#'; });
+    }
+
     static std::uint32_t CallWithFailing(int number, const std::function<std::uint32_t()>& call) {
         shortage = {GetCurrentThreadId(), number, false};
         std::uint32_t result = 0;
