@@ -20,6 +20,15 @@ protected:
         const std::wstring line = CommandLine();
         return line.substr(line.find(L' ', line.find(L"--receiver=")));
     }
+
+    // What the last start's command line would be if it had no limit.
+    std::wstring UncutLine(const wchar_t* provider = L"WebView2") const {
+        const std::string receiver = Record().receiver;
+        return std::wstring(L" --provider-name=") + provider + L" --receiver=" +
+               std::wstring(receiver.begin(), receiver.end()) + L"  --object=\"saml:" + samlObject_ +
+               L"\" --object-name=\"" + objectName_ + L"\" --url=\"" + url_ + L"\" --description=\"" +
+               description_ + L"\" --ignore-certificate=1 --timeout=60";
+    }
 };
 
 TEST_F(SamlTest, TheThreeLinesOfAnAnswer) {
@@ -257,6 +266,27 @@ TEST_F(SamlTest, TextsOfAnyLengthArriveWhole) {
     }
 }
 
+TEST_F(SamlTest, EachTextMayBeFarLongerThanTheCommandLine) {
+    const std::wstring text(100'000, L'x');
+    for (const wchar_t** const argument : {&url_, &description_, &samlObject_, &objectName_}) {
+        const wchar_t* const former = *argument;
+        *argument = text.c_str();
+        EXPECT_EQ(CommandLine(), UncutLine().substr(0, 4095));
+        *argument = former;
+    }
+}
+
+TEST_F(SamlTest, AllTextsMayBeFarLongerThanTheCommandLine) {
+    const std::wstring text(100'000, L'x');
+    url_ = description_ = samlObject_ = objectName_ = text.c_str();
+    EXPECT_EQ(Saml(library_.SamlAuthGetResponseUsingElectron), kOk);
+    EXPECT_EQ(Record().commandLine, UncutLine(L"Electron").substr(0, 4095));
+    EXPECT_EQ(Saml(library_.SamlAuthGetResponseUsingWebBrowser), kOk);
+    EXPECT_EQ(Record().commandLine, UncutLine(L"WebBrowser").substr(0, 4095));
+    EXPECT_EQ(Saml(library_.SamlAuthGetResponseUsingWebView2), kOk);
+    EXPECT_EQ(Record().commandLine, UncutLine().substr(0, 4095));
+}
+
 TEST_F(SamlTest, TheCommandLineIsCutBehind4095Characters) {
     description_ = L"";
     const std::size_t rest = 4095 - CommandLine().size(); // what the description may take
@@ -264,11 +294,7 @@ TEST_F(SamlTest, TheCommandLineIsCutBehind4095Characters) {
         const std::wstring text(length, L'd');
         description_ = text.c_str();
         const std::wstring line = CommandLine();
-        const std::string receiver = Record().receiver;
-        const std::wstring whole = L" --provider-name=WebView2 --receiver=" +
-                                   std::wstring(receiver.begin(), receiver.end()) +
-                                   L"  --object=\"saml:vpn\" --object-name=\"Work\" --url=\"" + url_ +
-                                   L"\" --description=\"" + text + L"\" --ignore-certificate=1 --timeout=60";
+        const std::wstring whole = UncutLine();
         EXPECT_NEAR(static_cast<double>(whole.size()), 4095.0, 3.0);
         EXPECT_EQ(line, whole.substr(0, 4095)) << length;
     }
