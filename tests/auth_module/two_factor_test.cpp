@@ -41,16 +41,21 @@ protected:
                                                  &Report, &prompt);
     }
 
-    // Starts a prompt, again while the worker before it is on its way out, and waits for its outcome.
-    Outcome Ask() {
-        Prompt prompt;
-        std::future<Outcome> outcome = prompt.outcome.get_future();
+    // Starts a prompt, again while the worker before it is on its way out.
+    std::uint32_t StartWhenTheWorkerHasEnded(Prompt& prompt) {
         std::uint32_t result = Start(prompt);
         for (int wait = 0; wait < 1000 && result == kBusy; ++wait) {
             Sleep(10); // nothing tells a caller that the worker has ended
             result = Start(prompt);
         }
-        EXPECT_EQ(result, kOk);
+        return result;
+    }
+
+    // Starts a prompt so, and waits for its outcome.
+    Outcome Ask() {
+        Prompt prompt;
+        std::future<Outcome> outcome = prompt.outcome.get_future();
+        EXPECT_EQ(StartWhenTheWorkerHasEnded(prompt), kOk);
         return outcome.get();
     }
 
@@ -120,24 +125,53 @@ TEST_F(TwoFactorTest, AFailureOfTheModuleLeavesTheBufferAlone) {
     EXPECT_STREQ(token_.data(), "old");
 }
 
-TEST_F(TwoFactorTest, TheDescriptionMayHoldAnyBytesAtAnyLength) {
+// Bytes of every value but 0, in turn.
+std::string AnyBytes(std::size_t length) {
     std::string bytes;
-    for (int byte = 1; byte < 256; ++byte) {
-        bytes += static_cast<char>(byte);
+    for (std::size_t i = 0; i < length; ++i) {
+        bytes += static_cast<char>(1 + i % 255);
     }
+    return bytes;
+}
+
+std::wstring ExpectedOptions(const std::string& description) {
+    std::wstring wide(description.size() + 1, L'\0');
+    MultiByteToWideChar(CP_ACP, 0, description.c_str(), -1, wide.data(), static_cast<int>(wide.size()));
+    const std::wstring whole =
+        std::wstring(L"--object=2fa --description=\"") + wide.c_str() + L"\" --timeout=60";
+    return whole.substr(0, 259);
+}
+
+TEST_F(TwoFactorTest, TheDescriptionMayHoldAnyBytesAtAnyLength) {
     for (const std::size_t length : {0u, 1u, 200u, 259u, 260u, 261u, 100'000u}) {
-        std::string description;
-        while (description.size() < length) {
-            description += bytes;
-        }
-        description.resize(length);
-        std::wstring wide(length + 1, L'\0');
-        MultiByteToWideChar(CP_ACP, 0, description.c_str(), -1, wide.data(), static_cast<int>(wide.size()));
+        const std::string description = AnyBytes(length);
         tokenDescription_ = description.c_str();
         EXPECT_EQ(TwoFactor(), kOk);
-        const std::wstring whole =
-            std::wstring(L"--object=2fa --description=\"") + wide.c_str() + L"\" --timeout=60";
-        EXPECT_EQ(Options(), whole.substr(0, 259)) << length;
+        EXPECT_EQ(Options(), ExpectedOptions(description)) << length;
+    }
+}
+
+// The caller's description, which is gone when the worker begins.
+std::string passingDescription;
+
+std::uintptr_t __cdecl BeginBehindTheDescription(void* security, unsigned stack,
+                                                 _beginthreadex_proc_type start, void* argument,
+                                                 unsigned flags, unsigned* id) {
+    passingDescription.assign(passingDescription.size(), '#');
+    return _beginthreadex(security, stack, start, argument, flags, id);
+}
+
+TEST_F(TwoFactorTest, TheWorkersCopyOfTheDescriptionMayHoldAnyBytesAtAnyLength) {
+    Patch("_beginthreadex", &BeginBehindTheDescription);
+    for (const std::size_t length : {0u, 1u, 200u, 261u, 100'000u}) {
+        const std::string description = AnyBytes(length);
+        Prompt prompt;
+        std::future<Outcome> outcome = prompt.outcome.get_future();
+        passingDescription = description;
+        tokenDescription_ = passingDescription.c_str();
+        EXPECT_EQ(StartWhenTheWorkerHasEnded(prompt), kOk);
+        EXPECT_EQ(outcome.get().result, kOk);
+        EXPECT_EQ(Options(), ExpectedOptions(description)) << length;
     }
 }
 
