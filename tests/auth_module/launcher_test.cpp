@@ -228,6 +228,39 @@ TEST_F(LauncherTest, AFailedStartIsLogged) {
     EXPECT_EQ(Log().back(), "info: CreateProcessW() returned 0");
 }
 
+HANDLE givenThread;
+int closesOfGivenThread;
+
+BOOL WINAPI StartWithoutAHandle(LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD,
+                                LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION started) {
+    givenThread = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    *started = {nullptr, givenThread, 4711, 1};
+    return TRUE;
+}
+
+BOOL WINAPI CloseAndCountThread(HANDLE handle) {
+    closesOfGivenThread += handle == givenThread ? 1 : 0;
+    return CloseHandle(handle);
+}
+
+TEST_F(LauncherTest, NoProcessHandleIsAFailure) {
+    Patch("CreateProcessW", &StartWithoutAHandle);
+    Patch("CloseHandle", &CloseAndCountThread);
+    closesOfGivenThread = 0;
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    EXPECT_EQ(closesOfGivenThread, 1);
+    EXPECT_STREQ(token_.data(), "old");
+    ExpectNextPromptWorks();
+}
+
+TEST_F(LauncherTest, AStartWithoutAProcessHandleIsLoggedAsDone) {
+    Patch("CreateProcessW", &StartWithoutAHandle);
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    const Lines log = Log();
+    const Lines end(log.end() - 2, log.end());
+    EXPECT_EQ(end, (Lines{"info: CreateProcessW() returned 1", "debug: Process Id: 4711"}));
+}
+
 TEST_F(LauncherTest, TheModuleIsNotThere) {
     const std::filesystem::path alone = folder_.Path() / L"ZeltoAuth.dll";
     std::filesystem::copy_file(LibraryUnderTest::LibraryPath(), alone);
