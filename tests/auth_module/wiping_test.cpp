@@ -3,6 +3,7 @@
 #include "tests/auth_module/auth_module_test.h"
 
 #include "tests/auth_module/secret_search.h"
+#include "tests/support/shortage.h"
 
 #include <atomic>
 #include <bcrypt.h>
@@ -10,6 +11,8 @@
 
 namespace zelto::test {
 namespace {
+
+constexpr std::uint32_t kFailed = 0xA7000000;
 
 const MaskedSecret firstSecret(1);
 const MaskedSecret secondSecret(2);
@@ -176,6 +179,53 @@ TEST_F(WipingTest, BasicCancelAfterTheAnswer) {
     EXPECT_EQ(Copies(), 0u);
 }
 
+// With fewer buffers than the answer has fields.
+TEST_F(WipingTest, BasicWithoutACertificate) {
+    Script({SecretAnswer("\n", "\ncertificate")});
+    EXPECT_EQ(library_.BasicAuthGetResponse(userName_.data(), 256, password_.data(), 256, nullptr, 0,
+                                            description_, timeoutMs_),
+              kOk);
+    EXPECT_TRUE(firstSecret.Is(userName_.data()));
+    EXPECT_TRUE(secondSecret.Is(password_.data()));
+    EXPECT_EQ(Copies(), 0u);
+}
+
+TEST_F(WipingTest, BasicWithACertificateOnly) {
+    Script({SecretAnswer("\n", "\ncertificate")});
+    EXPECT_EQ(library_.BasicAuthGetResponse(nullptr, 0, nullptr, 0, certificate_.data(), 256, description_,
+                                            timeoutMs_),
+              kOk);
+    EXPECT_STREQ(certificate_.data(), "certificate");
+    EXPECT_EQ(Copies(), 0u);
+}
+
+// The search comes once, behind all: what is freed stays as it is.
+TEST_F(WipingTest, ExitCodeThatCannotBeRead) {
+    Patch("GetExitCodeProcess", +[](HANDLE, LPDWORD) -> BOOL { return FALSE; });
+    Script({SecretAnswer("\n", "\ncertificate")});
+    EXPECT_EQ(Saml(), kFailed);
+    EXPECT_EQ(Basic(), kFailed);
+    EXPECT_EQ(TwoFactor(), kFailed);
+    EXPECT_STREQ(response_.data(), "old");
+    EXPECT_STREQ(password_.data(), "old");
+    EXPECT_STREQ(token_.data(), "old");
+    EXPECT_EQ(Copies(), 0u);
+}
+
+// The answer is in the block when the wait fails.
+TEST_F(WipingTest, WaitThatFails) {
+    Patch(
+        "WaitForMultipleObjects", +[](DWORD, const HANDLE* handles, BOOL, DWORD) -> DWORD {
+            EXPECT_EQ(WaitForSingleObject(handles[0], 60'000), WAIT_OBJECT_0);
+            return WAIT_FAILED;
+        });
+    Script({SecretAnswer("\n", "\ncertificate")});
+    EXPECT_EQ(Saml(), kCancelled);
+    EXPECT_EQ(Basic(), kCancelled);
+    EXPECT_EQ(TwoFactor(), kCancelled);
+    EXPECT_EQ(Copies(), 0u);
+}
+
 TEST_F(WipingTest, TwoFactorCancelAfterTheAnswer) {
     EXPECT_EQ(Cancelled([&] { return TwoFactor(); }, SecretAnswer("", "")), kCancelled);
     EXPECT_EQ(Copies(), 0u);
@@ -244,6 +294,59 @@ TEST_F(WipingTest, TwoFactorCancelWithACallback) {
     ASSERT_TRUE(IsSignalledSoon(seen.thread.get()));
     EXPECT_FALSE(seen.wasTheSecret);
     EXPECT_EQ(Copies(), 0u);
+}
+
+// The export's allocation of this number behind the decryption fails.
+int allocationBehindDecryption;
+
+NTSTATUS WINAPI DecryptAndRunShort(BCRYPT_KEY_HANDLE key, PUCHAR input, ULONG inputSize, VOID* padding,
+                                   PUCHAR vector, ULONG vectorSize, PUCHAR output, ULONG outputSize,
+                                   ULONG* written, ULONG flags) {
+    const NTSTATUS status =
+        BCryptDecrypt(key, input, inputSize, padding, vector, vectorSize, output, outputSize, written, flags);
+    shortage = {GetCurrentThreadId(), allocationBehindDecryption, false};
+    return status;
+}
+
+class ShortageWipingTest : public WipingTest {
+protected:
+    ShortageWipingTest() {
+        Patch("malloc", &AllocateUntilShortage);
+        Patch("BCryptDecrypt", &DecryptAndRunShort);
+    }
+    ~ShortageWipingTest() override { shortage.thread = 0; }
+
+    // With the first allocation the answer itself is missing, and the result is that of the module.
+    template <class Call>
+    void ExpectNoCopies(const std::vector<int>& allocations, Call call) {
+        for (const int number : allocations) {
+            allocationBehindDecryption = number;
+            EXPECT_EQ(call(), number == 1 ? kOk : kFailed) << "allocation " << number;
+            shortage.thread = 0;
+            EXPECT_TRUE(shortage.struck) << "allocation " << number;
+            EXPECT_EQ(Copies(), 0u) << "allocation " << number;
+        }
+    }
+};
+
+// The answer; the list of lines, when it grows for the second one; a field.
+TEST_F(ShortageWipingTest, Saml) {
+    Script({SecretAnswer("", "\nServerIp:10.0.0.1\nOther:x")});
+    ExpectNoCopies({1, 4, 9}, [&] { return Saml(); });
+    EXPECT_STREQ(response_.data(), "");
+}
+
+// The list of fields, when it grows for the second one; the third field.
+TEST_F(ShortageWipingTest, Basic) {
+    Script({SecretAnswer("\n", "\ncertificate")});
+    ExpectNoCopies({4, 7}, [&] { return Basic(); });
+    EXPECT_STREQ(password_.data(), "old");
+}
+
+TEST_F(ShortageWipingTest, TwoFactor) {
+    Script({SecretAnswer("", "")});
+    ExpectNoCopies({1}, [&] { return AuthModuleTest::TwoFactor(); });
+    EXPECT_STREQ(token_.data(), "");
 }
 
 // Each wipe of a secret is needed: with any single one of them taken out, the search finds what is left.
