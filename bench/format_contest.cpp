@@ -9,6 +9,8 @@ namespace zelto::bench {
 namespace {
 
 constexpr int kFormats = 100'000;
+constexpr char kBounded[] = "fmt, bounded format_to_n"; // both compiled
+constexpr char kUnbounded[] = "fmt, unbounded format_to";
 
 // Every contender writes no more than the area of a message.
 char area[kMessageArea];
@@ -53,7 +55,7 @@ Contender Repeated(const char* name, int count, const Call& call) {
 }
 
 void CompeteWith(const char* title, const std::vector<Contender>& contenders, const Effort& effort) {
-    Compete(std::string("formatter alone, ") + title, {"ns"}, contenders,
+    Compete(std::string("formatter alone (fmt: compiled formats), ") + title, {"ns"}, contenders,
             {{0, 1, 0, 0.6}, {0, 2, 0, 0}, {0, 3, 0, 0.3}}, effort);
 }
 
@@ -63,19 +65,19 @@ void CompeteInFormatting(const Effort& effort) {
     const int count = effort.Scaled(kFormats);
     const char* tag = kTag;
     const char* response = kResponse;
-    CompeteWith("constant text",
-                {Repeated("trace", count, [](unsigned) { Ours("trace stopped"); }),
-                 Repeated("fmt, compiled", count, [](unsigned) { Compiled(FMT_COMPILE("trace stopped")); }),
-                 Repeated("fmt, compiled, no bound", count,
-                          [](unsigned) { CompiledUnbounded(FMT_COMPILE("trace stopped")); }),
-                 Repeated("snprintf", count, [](unsigned) { CLibrary("trace stopped"); })},
-                effort);
+    CompeteWith(
+        "constant text",
+        {Repeated("trace", count, [](unsigned) { Ours("trace stopped"); }),
+         Repeated(kBounded, count, [](unsigned) { Compiled(FMT_COMPILE("trace stopped")); }),
+         Repeated(kUnbounded, count, [](unsigned) { CompiledUnbounded(FMT_COMPILE("trace stopped")); }),
+         Repeated("snprintf", count, [](unsigned) { CLibrary("trace stopped"); })},
+        effort);
     CompeteWith(
         "typical line",
         {Repeated("trace", count, [=](unsigned) { Ours("%s() response=%s", tag, response); }),
-         Repeated("fmt, compiled", count,
+         Repeated(kBounded, count,
                   [=](unsigned) { Compiled(FMT_COMPILE("{}() response={}"), tag, response); }),
-         Repeated("fmt, compiled, no bound", count,
+         Repeated(kUnbounded, count,
                   [=](unsigned) { CompiledUnbounded(FMT_COMPILE("{}() response={}"), tag, response); }),
          Repeated("snprintf", count, [=](unsigned) { CLibrary("%s() response=%s", tag, response); })},
         effort);
@@ -85,12 +87,12 @@ void CompeteInFormatting(const Effort& effort) {
                               Ours("port=%d status=%d length=%u flags=%x id=%llu", 8020, 200, i, 0x3FEu,
                                    123456789012ull);
                           }),
-                 Repeated("fmt, compiled", count,
+                 Repeated(kBounded, count,
                           [](unsigned i) {
                               Compiled(FMT_COMPILE("port={} status={} length={} flags={:#x} id={}"), 8020,
                                        200, i, 0x3FEu, 123456789012ull);
                           }),
-                 Repeated("fmt, compiled, no bound", count,
+                 Repeated(kUnbounded, count,
                           [](unsigned i) {
                               CompiledUnbounded(FMT_COMPILE("port={} status={} length={} flags={:#x} id={}"),
                                                 8020, 200, i, 0x3FEu, 123456789012ull);
