@@ -7,11 +7,12 @@
 namespace zelto::bench {
 namespace {
 
-constexpr int kCalls = 20'000; // of all threads together, in a run
+constexpr int kCalls = 20'000;    // of all threads together, in a run
+constexpr int kFewerCalls = 5000; // where there are many contests
 
 // What the callers of a run do and how long each call takes.
 template <class Call>
-Figures TimeCalls(int threads, int calls, double recordBytes, const Call& call) {
+Figures TimeCalls(int threads, int calls, const Call& call) {
     const int each = calls / threads;
     std::vector<std::vector<double>> times(static_cast<std::size_t>(threads));
     std::atomic<int> waiting{threads};
@@ -43,7 +44,18 @@ Figures TimeCalls(int threads, int calls, double recordBytes, const Call& call) 
         all.insert(all.end(), own.begin(), own.end());
     }
     return {Percentile(all, 0.5), Percentile(all, 0.999), elapsed / (each * threads),
-            each * threads / elapsed * 1e9, recordBytes};
+            each * threads / elapsed * 1e9};
+}
+
+// The same, and the size of a record: `written` gives the bytes of all that have been made so far.
+template <class Call, class Written>
+Figures TimeCallsAndSizes(int threads, int calls, const Call& call, const Written& written) {
+    const std::uintmax_t before = written();
+    Figures figures = TimeCalls(threads, calls, call);
+    const std::uintmax_t bytes = written() - before;
+    Require(bytes > 0, "records are in the file");
+    figures.push_back(static_cast<double>(bytes) / (calls / threads * threads));
+    return figures;
 }
 
 const std::vector<std::string> kFigures = {"median ns", "p99.9 ns", "mean ns", "records/s", "bytes/record"};
@@ -53,6 +65,7 @@ struct Text {
     const char* name;
     void (*trace)(int);
     void (*peer)(spdlog::logger&, int);
+    bool errorCopy = false;
 };
 constexpr Text kTexts[] = {
     {"constant text", &TraceConstant, &PeerConstant},
@@ -60,37 +73,65 @@ constexpr Text kTexts[] = {
     {"five numbers", &TraceNumbers, &PeerNumbers},
     {"wide string", &TraceWide, &PeerWide},
 };
+constexpr const Text* kTypical = &kTexts[1];
+constexpr Text kErrorRecord = {"error record with its copy", &TraceErrorRecord, &PeerErrorRecord, true};
 
-// The size of one record of `text` in the main log.
-double RecordBytes(void (*trace)(int)) {
-    RunningTrace running(kTraceDefaultFlags);
+std::uintmax_t Written(RunningTrace& running) {
     running.Drain();
-    const auto before = std::filesystem::file_size(running.MainLog());
-    trace(4711);
-    running.Drain();
-    return static_cast<double>(std::filesystem::file_size(running.MainLog()) - before);
+    return BytesIn(running.MainLog().parent_path());
 }
 
-void CompeteWith(const Text& text, const char* output, std::uint64_t flags, int threads, bool targets,
-                 const Effort& effort) {
-    const double bytes = RecordBytes(text.trace);
-    const std::string finished(static_cast<std::size_t>(bytes), 'x');
-    const int calls = effort.Scaled(kCalls);
-    const test::TempFolder folder;
+// The size of one record of the trace, with its copy.
+std::size_t RecordBytes(void (*trace)(int)) {
+    RunningTrace running(kTraceDefaultFlags);
+    const std::uintmax_t before = Written(running);
+    trace(4711);
+    return static_cast<std::size_t>(Written(running) - before);
+}
+
+std::filesystem::path ErrorCopy(const Text& text, const test::TempFolder& folder) {
+    return text.errorCopy ? folder.Path() / "error.log" : std::filesystem::path();
+}
+
+void CompeteWith(const Text& text, const char* output, std::uint64_t flags, int threads, int calls,
+                 bool targets, const Effort& effort) {
+    const std::string finished(RecordBytes(text.trace), 'x');
+    calls = effort.Scaled(calls);
+    if (calls < threads) {
+        calls = threads;
+    }
+    const test::TempFolder syncFolder;
+    const test::TempFolder asyncFolder;
     RunningTrace running(flags);
     Floor floor;
-    const Logger sync = FileLogger(folder.Path() / "sync.log");
-    const Logger async = AsynchronousLogger(folder.Path() / "async.log");
+    const Logger sync = FileLogger(syncFolder.Path() / "sync.log", ErrorCopy(text, syncFolder));
+    const Logger async = AsynchronousLogger(asyncFolder.Path() / "async.log", ErrorCopy(text, asyncFolder));
     const std::vector<Contender> contenders = {
-        {"trace", [&] { return TimeCalls(threads, calls, bytes, text.trace); }},
-        {"floor", [&] { return TimeCalls(threads, calls, bytes, [&](int) { floor.Write(finished); }); }},
+        {"trace",
+         [&] { return TimeCallsAndSizes(threads, calls, text.trace, [&] { return Written(running); }); }},
+        {"floor",
+         [&] {
+             Figures figures = TimeCalls(threads, calls, [&](int) { floor.Write(finished); });
+             figures.push_back(static_cast<double>(Floor::Size(finished)));
+             return figures;
+         }},
         {"spdlog, synchronous",
-         [&] { return TimeCalls(threads, calls, bytes, [&](int i) { text.peer(*sync, i); }); }},
+         [&] {
+             return TimeCallsAndSizes(
+                 threads, calls, [&](int i) { text.peer(*sync, i); },
+                 [&] {
+                     sync->flush();
+                     return BytesIn(syncFolder.Path());
+                 });
+         }},
         {"spdlog, asynchronous",
          [&] {
-             Figures figures = TimeCalls(threads, calls, bytes, [&](int i) { text.peer(*async, i); });
-             async->flush();
-             return figures;
+             return TimeCallsAndSizes(
+                 threads, calls, [&](int i) { text.peer(*async, i); },
+                 [&] {
+                     DrainAsynchronous(*async);
+                     return BytesIn(asyncFolder.Path());
+                 });
          }},
     };
     const double toFloor = targets && threads == 1 ? 1.5 : 0;
@@ -99,25 +140,12 @@ void CompeteWith(const Text& text, const char* output, std::uint64_t flags, int 
             contenders,
             {{kOurs, kFloor, 0, toFloor},
              {kOurs, kSync, 0, toSync},
+             {kOurs, kAsync, 0, 0},
              {kOurs, kFloor, 2, 0},
-             {kOurs, kSync, 2, toSync}},
+             {kOurs, kSync, 2, toSync},
+             {kOurs, kAsync, 2, 0}},
             effort);
     EndAsynchronousLoggers();
-}
-
-void CompeteWithErrorRecords(const Effort& effort) {
-    const double bytes = RecordBytes(&TraceErrorRecord);
-    const int calls = effort.Scaled(kCalls / 10);
-    const test::TempFolder folder;
-    RunningTrace running(kTraceDefaultFlags);
-    const Logger peer = FileLoggerWithErrorCopy(folder.Path() / "main.log", folder.Path() / "error.log");
-    const std::vector<Contender> contenders = {
-        {"trace", [&] { return TimeCalls(1, calls, bytes, &TraceErrorRecord); }},
-        {"spdlog, two files",
-         [&] { return TimeCalls(1, calls, bytes, [&](int i) { PeerErrorRecord(*peer, i); }); }},
-    };
-    Compete("error record with its copy, threads: 1", kFigures, contenders, {{0, 1, 0, 0}, {0, 1, 2, 0}},
-            effort);
 }
 
 } // namespace
@@ -126,16 +154,16 @@ void CompeteInCalls(const Effort& effort) {
     constexpr std::uint64_t kFileOnly = kTraceDefaultFlags;
     constexpr std::uint64_t kFileAndRing = kTraceDefaultFlags | kTraceMemoryRing;
     for (const Text& text : kTexts) {
-        const bool typical = &text == &kTexts[1];
-        CompeteWith(text, "file", kFileOnly, 1, typical, effort);
-    }
-    for (const int threads : {2, 4, 8}) {
-        CompeteWith(kTexts[1], "file", kFileOnly, threads, true, effort);
+        for (const int threads : {1, 2, 4, 8}) {
+            const bool typical = &text == kTypical;
+            const int calls = typical || threads == 1 ? kCalls : kFewerCalls;
+            CompeteWith(text, "file", kFileOnly, threads, calls, typical, effort);
+        }
     }
     for (const int threads : {1, 4}) {
-        CompeteWith(kTexts[1], "file and ring", kFileAndRing, threads, false, effort);
+        CompeteWith(*kTypical, "file and ring", kFileAndRing, threads, kCalls, false, effort);
     }
-    CompeteWithErrorRecords(effort);
+    CompeteWith(kErrorRecord, "files", kFileOnly, 1, kCalls / 10, false, effort);
 }
 
 } // namespace zelto::bench

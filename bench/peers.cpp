@@ -15,6 +15,8 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
+#include <thread>
+#include <vector>
 
 namespace zelto::bench {
 namespace {
@@ -41,7 +43,22 @@ Logger WithTheRecordsFields(Logger logger) {
     return logger;
 }
 
-using FileSink = spdlog::sinks::basic_file_sink_mt;
+std::vector<spdlog::sink_ptr> FileSinks(const std::filesystem::path& file,
+                                        const std::filesystem::path& errorCopy) {
+    using FileSink = spdlog::sinks::basic_file_sink_mt;
+    std::vector<spdlog::sink_ptr> sinks = {std::make_shared<FileSink>(file.string(), true)};
+    if (!errorCopy.empty()) {
+        sinks.push_back(std::make_shared<FileSink>(errorCopy.string(), true));
+    }
+    return sinks;
+}
+
+Logger Finished(Logger logger, bool flushesErrors) {
+    if (flushesErrors) {
+        logger->flush_on(spdlog::level::err);
+    }
+    return WithTheRecordsFields(std::move(logger));
+}
 
 } // namespace
 
@@ -64,17 +81,10 @@ void RunningTrace::Drain() {
     FlushStreams();
 }
 
-Logger FileLogger(const std::filesystem::path& file) {
-    return WithTheRecordsFields(
-        std::make_shared<spdlog::logger>(kTraceModuleName, std::make_shared<FileSink>(file.string(), true)));
-}
-
-Logger FileLoggerWithErrorCopy(const std::filesystem::path& file, const std::filesystem::path& errors) {
-    const spdlog::sinks_init_list sinks = {std::make_shared<FileSink>(file.string(), true),
-                                           std::make_shared<FileSink>(errors.string(), true)};
-    Logger logger = WithTheRecordsFields(std::make_shared<spdlog::logger>(kTraceModuleName, sinks));
-    logger->flush_on(spdlog::level::err);
-    return logger;
+Logger FileLogger(const std::filesystem::path& file, const std::filesystem::path& errorCopy) {
+    const auto sinks = FileSinks(file, errorCopy);
+    return Finished(std::make_shared<spdlog::logger>(kTraceModuleName, sinks.begin(), sinks.end()),
+                    !errorCopy.empty());
 }
 
 Logger RotatingLogger(const std::filesystem::path& file, std::size_t limit) {
@@ -82,11 +92,24 @@ Logger RotatingLogger(const std::filesystem::path& file, std::size_t limit) {
         kTraceModuleName, std::make_shared<spdlog::sinks::rotating_file_sink_mt>(file.string(), limit, 1)));
 }
 
-Logger AsynchronousLogger(const std::filesystem::path& file) {
+Logger AsynchronousLogger(const std::filesystem::path& file, const std::filesystem::path& errorCopy) {
     spdlog::init_thread_pool(8192, 1);
-    return WithTheRecordsFields(std::make_shared<spdlog::async_logger>(
-        kTraceModuleName, std::make_shared<FileSink>(file.string(), true), spdlog::thread_pool(),
-        spdlog::async_overflow_policy::block));
+    const auto sinks = FileSinks(file, errorCopy);
+    return Finished(std::make_shared<spdlog::async_logger>(kTraceModuleName, sinks.begin(), sinks.end(),
+                                                           spdlog::thread_pool(),
+                                                           spdlog::async_overflow_policy::block),
+                    !errorCopy.empty());
+}
+
+// The one thread of the pool has written all records when it has taken the order to flush out of the queue.
+void DrainAsynchronous(spdlog::logger& logger) {
+    logger.flush();
+    while (spdlog::thread_pool()->queue_size() != 0) {
+        std::this_thread::yield();
+    }
+    for (const spdlog::sink_ptr& sink : logger.sinks()) {
+        sink->flush();
+    }
 }
 
 void EndAsynchronousLoggers() {
@@ -102,13 +125,13 @@ void Floor::Write(std::string_view record) {
     const DWORD thread = GetCurrentThreadId();
 
     EnterCriticalSection(&lock_);
-    if (sizeof(buffer_) - used_ < record.size() + sizeof(now) + sizeof(thread)) {
+    if (sizeof(buffer_) - used_ < Size(record)) {
         used_ = 0;
     }
     std::memcpy(buffer_ + used_, &now, sizeof(now));
     std::memcpy(buffer_ + used_ + sizeof(now), &thread, sizeof(thread));
     std::memcpy(buffer_ + used_ + sizeof(now) + sizeof(thread), record.data(), record.size());
-    used_ += sizeof(now) + sizeof(thread) + record.size();
+    used_ += Size(record);
     LeaveCriticalSection(&lock_);
 }
 
@@ -116,6 +139,14 @@ std::size_t LinesIn(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return static_cast<std::size_t>(
         std::count(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>(), '\n'));
+}
+
+std::uintmax_t BytesIn(const std::filesystem::path& folder) {
+    std::uintmax_t bytes = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        bytes += std::filesystem::file_size(entry.path());
+    }
+    return bytes;
 }
 
 } // namespace zelto::bench

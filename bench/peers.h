@@ -26,13 +26,15 @@ private:
     test::TempFolder folder_;
 };
 
-// A peer's logger, set to write the same fields as a record of the trace.
+// A peer's logger, set to write the same fields as a record of the trace. With an error copy, this second file gets
+// what the first one gets, and both are flushed after an error.
 using Logger = std::shared_ptr<spdlog::logger>;
-Logger FileLogger(const std::filesystem::path& file);
-Logger FileLoggerWithErrorCopy(const std::filesystem::path& file, const std::filesystem::path& errors);
+Logger FileLogger(const std::filesystem::path& file, const std::filesystem::path& errorCopy = {});
 Logger RotatingLogger(const std::filesystem::path& file, std::size_t limit);
-Logger AsynchronousLogger(const std::filesystem::path& file); // blocks when its queue of 8,192 is full
-void EndAsynchronousLoggers();                                // when what they were given is written
+// Blocks when its queue of 8,192 is full.
+Logger AsynchronousLogger(const std::filesystem::path& file, const std::filesystem::path& errorCopy = {});
+void DrainAsynchronous(spdlog::logger& logger); // until all that it was given is written
+void EndAsynchronousLoggers();                  // when what they were given is written
 
 // The floor: what no record can do without. One reading of the precise clock and of the performance counter,
 // the thread's id, and a copy of the finished bytes into a buffer, under a critical section.
@@ -44,6 +46,10 @@ public:
     ~Floor() { DeleteCriticalSection(&lock_); }
 
     void Write(std::string_view record);
+    // What is put into the buffer for it.
+    static std::size_t Size(std::string_view record) {
+        return sizeof(FILETIME) + sizeof(DWORD) + record.size();
+    }
 
 private:
     CRITICAL_SECTION lock_;
@@ -57,5 +63,8 @@ extern std::atomic<std::uint64_t> testedWord;
 
 // Ends of lines in a file.
 std::size_t LinesIn(const std::filesystem::path& file);
+
+// The sizes of all files in a folder together.
+std::uintmax_t BytesIn(const std::filesystem::path& folder);
 
 } // namespace zelto::bench
