@@ -25,6 +25,7 @@ class RecordSplitter:
     def __init__(self) -> None:
         self._rest = b""
         self._open: Record | None = None
+        self._more: list[str] = []  # the further lines of the open record
 
     def feed(self, data: bytes) -> Iterator[Record]:
         """The records that are known to be complete. The last one isn't before the next one begins."""
@@ -37,18 +38,21 @@ class RecordSplitter:
         if with_rest and self._rest:
             line, self._rest = self._rest, b""
             yield from self._add(line)
+        yield from self._close()
+
+    def _close(self) -> Iterator[Record]:
         if self._open is not None:
-            yield self._open
-            self._open = None
+            yield dataclasses.replace(self._open, text="\n".join([self._open.text, *self._more]))
+        self._open = None
+        self._more.clear()
 
     def _add(self, line: bytes) -> Iterator[Record]:
         record = parse(decode(line))
         continues = self._open is not None and bool(self._open.head)
         if not record.head and not record.rotation_header and continues:
-            self._open = dataclasses.replace(self._open, text=f"{self._open.text}\n{record.text}")
+            self._more.append(record.text)
             return
-        if self._open is not None:
-            yield self._open
+        yield from self._close()
         self._open = record
 
 
