@@ -24,5 +24,5 @@ void Print(FILE* stream, const wchar_t* format, ...);
 void PrintError(unsigned long error, const wchar_t* format, ...);
 
 // Makes an event that Ctrl+C, Ctrl+Break and closing the console window signal. A second Ctrl+C ends the
-// program. Returns the event (a HANDLE that lives as long as the program), or null.
+// program, unless the event has been reset. Returns the event (a HANDLE that lives as long as the program), or null.
 void* CancelEventForCtrlC(void);

@@ -59,7 +59,8 @@ static void PrintHelp(FILE* stream) {
         L"  --user-id ID       what the gateway shall know the user by (ipsec; default: sample)\n"
         L"  --library PATH     the library to load (default: ZeltoAuth.dll beside this program)\n"
         L"  --help             show this text\n\n"
-        L"Ctrl+C cancels the sign-in (session: ends the program); a second Ctrl+C ends the program at once.\n\n"
+        L"Ctrl+C cancels the sign-in (session: ends the program); a second Ctrl+C ends the program at once,\n"
+        L"or, where the auth module asks, cancels again.\n\n"
         L"Exit code: 0 signed in, or done; 1 not (the result says why and what to do about it);\n"
         L"2 not tried (wrong command line, or the library cannot be loaded).\n");
 }

@@ -13,10 +13,21 @@ enum { kMaxResponse = 65536, kMaxText = 256 };
 // A call into the library that starts the auth module. It prints what a successful one gave.
 typedef uint32_t (*ModuleCall)(const Library* library, const Options* options);
 
-// On a thread of the system's pool, when the user has pressed Ctrl+C.
-static VOID CALLBACK StopModule(PVOID library, BOOLEAN timedOut) {
+// What Ctrl+C is to stop, and the event that it signals.
+typedef struct {
+    const Library* library;
+    HANDLE cancel;
+} Cancelling;
+
+// Each time that the user presses Ctrl+C: one that comes before the module is started is forgotten, and only a later
+// one then ends it. On the thread of the system's pool that waits for the event, which is reset first: so this runs
+// once for each signal, and none is missed.
+static VOID CALLBACK StopModule(PVOID context, BOOLEAN timedOut) {
+    const Cancelling* const cancelling = context;
     (void)timedOut;
-    ((const Library*)library)->stopRunning();
+    ResetEvent(cancelling->cancel);
+    cancelling->library->stopRunning();
+    Print(stdout, L"Stopping  the auth module\n");
 }
 
 static int RunModuleCommand(const Options* options, ModuleCall call) {
@@ -34,7 +45,8 @@ static int RunModuleCommand(const Options* options, ModuleCall call) {
     Print(stdout, L"Waiting   for the auth module's window, %u s at most (Ctrl+C cancels)\n",
           (unsigned)options->timeoutSeconds);
     HANDLE wait = NULL;
-    RegisterWaitForSingleObject(&wait, cancel, StopModule, &library, INFINITE, WT_EXECUTEONLYONCE);
+    Cancelling cancelling = {&library, cancel};
+    RegisterWaitForSingleObject(&wait, cancel, StopModule, &cancelling, INFINITE, WT_EXECUTEINWAITTHREAD);
     const uint32_t result = call(&library, options);
     if (wait != NULL) {
         UnregisterWaitEx(wait, INVALID_HANDLE_VALUE);

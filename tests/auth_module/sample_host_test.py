@@ -1,10 +1,12 @@
-"""sample_host_test.py PROGRAM MODULE_FOLDER [EMULATOR …]: the sample host's commands that start the auth module.
+"""sample_host_test.py PROGRAM MODULE_FOLDER SESSION_DOUBLE [EMULATOR …]: the sample host's commands that start the auth module.
 
-MODULE_FOLDER holds the library and doubles of the auth module (module_double.cpp).
+MODULE_FOLDER holds the library and doubles of the auth module (module_double.cpp); SESSION_DOUBLE is the double of the
+session utility library that holds a launch up (session_double.cpp).
 """
 
 import os
 import pathlib
+import shutil
 import sys
 import time
 import unittest
@@ -21,7 +23,7 @@ def windows_path(path: pathlib.Path) -> str:
 
 class ModuleCommands(unittest.TestCase):
     def setUp(self) -> None:
-        self.host = SampleHost(sys.argv[1], sys.argv[3:])
+        self.host = SampleHost(sys.argv[1], sys.argv[4:])
         self.addCleanup(self.host.close)
         self.library = windows_path(pathlib.Path(sys.argv[2]) / "ZeltoAuth.dll")
         os.environ["ZELTO_AUTH_MODULE_DOUBLE"] = windows_path(self.host.folder)
@@ -83,16 +85,38 @@ class ModuleCommands(unittest.TestCase):
         self.assertEqual(code, 1)
         self.assertIn("\nResult    0x00001234 unknown\n", output)
 
+    def wait_until(self, condition) -> None:
+        deadline = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
+
     def test_ctrl_c_ends_the_module(self):
         self.script("delay 100000")
         running = self.start("token", "https://cancelled.example.com")
-        deadline = time.monotonic() + 60
-        while not (self.host.folder / "record.txt").exists():
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.05)
+        self.wait_until((self.host.folder / "record.txt").exists)
         press_ctrl_c("cancelled.example.com")
         code, output, _ = running.finish()
         self.assertEqual(code, 1)
+        self.assertIn("\nStopping  the auth module\n", output)
+        self.assertIn("\nResult    0xA7000007 ZELTO_AUTH_E_CANCELLED\n", output)
+
+    def test_ctrl_c_that_comes_too_early_can_be_pressed_again(self):
+        folder = self.host.folder / "held"
+        shutil.copytree(sys.argv[2], folder, ignore=shutil.ignore_patterns("held", "records.txt"))
+        shutil.copy(sys.argv[3], folder / "ZeltoSession.dll")
+        self.library = windows_path(folder / "ZeltoAuth.dll")
+        self.script("delay 100000")
+        running = self.start("token", "https://early.example.com")
+        self.wait_until((self.host.folder / "choosing").exists)
+        press_ctrl_c("early.example.com")
+        self.wait_until(lambda: b"Stopping  the auth module" in running.output_file.read_bytes())
+        (self.host.folder / "go on").touch()
+        self.wait_until((self.host.folder / "record.txt").exists)
+        press_ctrl_c("early.example.com")
+        code, output, _ = running.finish()
+        self.assertEqual(code, 1)
+        self.assertEqual(output.count("Stopping  the auth module\n"), 2)
         self.assertIn("\nResult    0xA7000007 ZELTO_AUTH_E_CANCELLED\n", output)
 
 
