@@ -6,6 +6,10 @@
 namespace authmodule {
 namespace {
 
+// The library writes at most so many characters: of the whole line, and of the options of a prompt.
+constexpr std::size_t kLongestLine = 4095;
+constexpr std::size_t kLongestPromptOptions = 259;
+
 // The options that may stand behind the last quoted value.
 struct Tail {
     bool ignoreCertificate = false;
@@ -55,7 +59,8 @@ std::optional<Number> TakeNumber(std::wstring_view& text) {
     return value;
 }
 
-bool TakeNumberOption(std::wstring_view& text, std::wstring_view name, std::uint32_t& value) {
+// With `mayBeCut` a number at the text's end may have lost digits: it is taken off, and not given.
+bool TakeNumberOption(std::wstring_view& text, std::wstring_view name, bool mayBeCut, std::uint32_t& value) {
     std::wstring_view rest = text;
     if (!Take(rest, name)) {
         return false;
@@ -64,7 +69,7 @@ bool TakeNumberOption(std::wstring_view& text, std::wstring_view name, std::uint
     if (!number) {
         return false;
     }
-    value = *number;
+    value = mayBeCut && rest.empty() ? value : *number;
     text = rest;
     return true;
 }
@@ -91,13 +96,13 @@ bool IsCutOff(std::wstring_view text) {
 }
 
 // None when `text` is something else than such options.
-std::optional<Tail> ReadTail(std::wstring_view text) {
+std::optional<Tail> ReadTail(std::wstring_view text, bool mayBeCut) {
     Tail tail;
     while (!text.empty()) {
         std::uint32_t ignore = 0;
-        if (TakeNumberOption(text, kIgnoreCertificate, ignore)) {
+        if (TakeNumberOption(text, kIgnoreCertificate, mayBeCut, ignore)) {
             tail.ignoreCertificate = ignore != 0;
-        } else if (!TakeNumberOption(text, kTimeout, tail.timeoutSeconds) &&
+        } else if (!TakeNumberOption(text, kTimeout, mayBeCut, tail.timeoutSeconds) &&
                    !TakeFlag(text, kAutoSelectCertificate, tail.autoSelectCertificate) &&
                    !TakeFlag(text, kDeleteCookies, tail.deleteCookies) &&
                    !TakeFlag(text, kRequireCertificate, tail.requireCertificate)) {
@@ -112,10 +117,10 @@ std::optional<Tail> ReadTail(std::wstring_view text) {
 
 // The description is the last quoted value, and nothing behind it holds a quote: whatever quotes it holds
 // itself, the last one of the line ends it, unless the line was cut off before that.
-void ReadDescriptionAndTail(std::wstring_view text, Request& request) {
+void ReadDescriptionAndTail(std::wstring_view text, bool mayBeCut, Request& request) {
     const std::size_t quote = text.rfind(L'"');
     const std::optional<Tail> tail =
-        quote == std::wstring_view::npos ? std::nullopt : ReadTail(text.substr(quote + 1));
+        quote == std::wstring_view::npos ? std::nullopt : ReadTail(text.substr(quote + 1), mayBeCut);
     request.description = tail ? text.substr(0, quote) : text;
     if (tail) {
         request.ignoreCertificate = tail->ignoreCertificate;
@@ -133,15 +138,15 @@ bool ReadValue(std::wstring_view& text, std::wstring_view nextOption, std::wstri
     return found.has_value();
 }
 
-void ReadSaml(std::wstring_view text, Request& request) {
+void ReadSaml(std::wstring_view text, bool mayBeCut, Request& request) {
     if (ReadValue(text, L"\" --object-name=\"", request.samlObject) &&
         ReadValue(text, L"\" --url=\"", request.objectName) &&
         ReadValue(text, L"\" --description=\"", request.url)) {
-        ReadDescriptionAndTail(text, request);
+        ReadDescriptionAndTail(text, mayBeCut, request);
     }
 }
 
-void ReadPrompt(std::wstring_view text, Request& request) {
+void ReadPrompt(std::wstring_view text, bool mayBeCut, Request& request) {
     if (Take(text, L" --require-username=")) {
         request.requireUserName = true;
         if (!ReadValue(text, L" --description=\"", request.userName)) {
@@ -150,13 +155,14 @@ void ReadPrompt(std::wstring_view text, Request& request) {
     } else if (!Take(text, L" --description=\"")) {
         return;
     }
-    ReadDescriptionAndTail(text, request);
+    ReadDescriptionAndTail(text, mayBeCut, request);
 }
 
-bool ReadObject(std::wstring_view text, Request& request) {
+bool ReadObject(std::wstring_view text, bool mayBeCut, Request& request) {
+    const bool promptMayBeCut = mayBeCut || text.size() >= kLongestPromptOptions;
     if (Take(text, L"--object=\"saml:")) {
         request.object = Object::Saml;
-        ReadSaml(text, request);
+        ReadSaml(text, mayBeCut, request);
         return true;
     }
     if (Take(text, L"--object=basic")) {
@@ -166,7 +172,7 @@ bool ReadObject(std::wstring_view text, Request& request) {
     } else {
         return false;
     }
-    ReadPrompt(text, request);
+    ReadPrompt(text, promptMayBeCut, request);
     return true;
 }
 
@@ -174,6 +180,7 @@ bool ReadObject(std::wstring_view text, Request& request) {
 
 std::optional<Request> ReadCommandLine(std::wstring_view commandLine) {
     Request request;
+    const bool mayBeCut = commandLine.size() >= kLongestLine;
     // Nothing stands before this option, unless a person started the program: then its name does.
     if (!TakeUntil(commandLine, L" --provider-name=") ||
         !ReadValue(commandLine, L" --receiver=", request.providerName)) {
@@ -185,7 +192,7 @@ std::optional<Request> ReadCommandLine(std::wstring_view commandLine) {
     }
     request.receiver = *receiver;
     Take(commandLine, L" "); // the options of a SAML sign-in bring a blank of their own
-    if (!ReadObject(commandLine, request)) {
+    if (!ReadObject(commandLine, mayBeCut, request)) {
         return std::nullopt;
     }
     return request;

@@ -30,7 +30,7 @@ struct Request {
 // Reads the process's command line; none when it is not one of the library's. (CommandLineToArgvW is of no
 // use here: the line does not begin with a program's name, quotes inside values are not escaped, and the user
 // name is not even quoted.) The library cuts long lines off, so any tail of one may be missing; what is
-// missing keeps its default.
+// missing keeps its default, and so does a number that ends where the library would have cut it.
 std::optional<Request> ReadCommandLine(std::wstring_view commandLine);
 
 } // namespace authmodule

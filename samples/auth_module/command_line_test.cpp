@@ -145,6 +145,49 @@ TEST(CommandLine, CutOffAnywhereKeepsWhatWasWhole) {
     }
 }
 
+// Options of a second factor that are `length` characters long and end with the number.
+std::wstring PromptOptions(std::size_t length, const std::wstring& number) {
+    const std::wstring begin = L"--object=2fa --description=\"";
+    const std::wstring end = L"\" --timeout=" + number;
+    return begin + std::wstring(length - begin.size() - end.size(), L'd') + end;
+}
+
+TEST(CommandLine, ANumberAtTheEndOfThePromptsOptionsMayBeCut) {
+    const Request shorter = Read(PromptOptions(258, L"12"));
+    EXPECT_EQ(shorter.timeoutSeconds, 12u);
+    const Request longest = Read(PromptOptions(259, L"12"));
+    EXPECT_EQ(longest.timeoutSeconds, 0u);
+    EXPECT_EQ(longest.description, shorter.description + L"d");
+}
+
+TEST(CommandLine, ANumberAtTheEndOfALongLineMayBeCut) {
+    for (const std::size_t length : {4094u, 4095u}) {
+        const std::wstring tail = L" --ignore-certificate=1 --timeout=12";
+        const std::size_t others = kHead.size() + Saml(L"o", L"n", L"u", L"", tail).size();
+        const std::wstring description(length - others, L'd');
+        const Request request = Read(Saml(L"o", L"n", L"u", description, tail));
+        EXPECT_EQ(request.timeoutSeconds, length == 4094 ? 12u : 0u);
+        EXPECT_TRUE(request.ignoreCertificate);
+        EXPECT_EQ(request.description, description);
+    }
+}
+
+TEST(CommandLine, LongSamlOptionsAreNoPrompts) {
+    const std::wstring description(1000, L'd');
+    EXPECT_EQ(
+        Read(Saml(L"o", L"n", L"u", description, L" --ignore-certificate=0 --timeout=12")).timeoutSeconds,
+        12u);
+}
+
+TEST(CommandLine, AnOptionThatIsWholeAtTheLimitCounts) {
+    const std::wstring begin = L"--object=basic --description=\"";
+    const std::wstring end = L"\" --timeout=12 --require-certificate=1";
+    const std::wstring description(259 - begin.size() - end.size(), L'd');
+    const Request request = Read(begin + description + end);
+    EXPECT_TRUE(request.requireCertificate);
+    EXPECT_EQ(request.timeoutSeconds, 12u);
+}
+
 TEST(CommandLine, CutOffInsideTheUserName) {
     const Request request = Read(L"--object=basic --require-username=alice and many more");
     EXPECT_TRUE(request.requireUserName);
