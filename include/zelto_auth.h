@@ -83,8 +83,9 @@ int32_t StopRunningZeltoAuth(void);
  *                   counts for itself.
  *   Time            timeoutMs is in milliseconds and is passed on to the module in whole seconds, rounded down. The
  *                   module ends by itself when it has passed; the library waits for it without a limit.
- *   Cancelling      StopRunningZeltoAuth, on any other thread. A call of it before the module has been started has no
- *                   effect.
+ *   Cancelling      StopRunningZeltoAuth, on any other thread. A call of it before the module is being started has no
+ *                   effect. While SamlAuthGetAzureToken looks for the token program in the same process, the start is
+ *                   held up and not cancelled: a call meanwhile ends the module once it has been started.
  *   Results         the module's own exit code, whatever it is: 0 when the user has signed in, others as the module
  *                   defines them (docs/auth-module.md), ZELTO_AUTH_E_ codes as listed with each function.
  *   Current folder  is set to the library's folder, for the whole process, and not set back.
@@ -179,6 +180,9 @@ uint32_t SamlGetResponseUsingExternalAuthProvider(uint32_t providerKind, const w
  *   ZELTO_AUTH_E_INVALID_PARAMETER   timeoutMs is below 1000, description is null, or the buffers are none of the three
  *                                    combinations above. Nothing was started.
  *   all others                       as above, except that BUSY is for this loaded library only.
+ *
+ * The trace log holds, at its debug level, the module's command line with the offered name and the description; never
+ * the name, the password or the certificate of the answer.
  */
 uint32_t BasicAuthGetResponse(char* userName, uint32_t userNameSize, char* password, uint32_t passwordSize,
                               char* certificate, uint32_t certificateSize, const wchar_t* description,
@@ -214,6 +218,8 @@ typedef uint32_t (*TwoFactorCallback)(void* context, uint32_t result, const char
  *   ZELTO_AUTH_S_OK                  the prompt is on its way. The library stays loaded until it has ended.
  *   ZELTO_AUTH_E_BUSY                an earlier prompt with a callback has not ended, its callback included.
  *   ZELTO_AUTH_E_FAILED              not enough memory.
+ *
+ * The trace log holds, at its debug level, the module's command line with the description; never the token.
  */
 uint32_t TwoFactorAuthGetResponse(const char* description, char* answer, uint64_t answerSize,
                                   uint32_t timeoutMs, TwoFactorCallback callback, void* context);
@@ -352,7 +358,8 @@ uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t ga
  *
  * Blocks until a browser has connected to the port, without a time-out and without a way to cancel. The first connection
  * that ends counts, whoever made it. Connections of browsers stay open until the process ends. The trace log holds the
- * id. Throws std::system_error (resource_unavailable_try_again) when no thread can be created.
+ * id; the response that it shows is what stands in responseBuffer at the end, and empty with a responseBufferSize of 0.
+ * Throws std::system_error (resource_unavailable_try_again) when no thread can be created.
  */
 uint32_t SamlAuthGetResponseUsingExternalBrowser(const wchar_t* gatewayUrl, uint64_t ignored,
                                                  char* responseBuffer, uint32_t responseBufferSize);
