@@ -187,6 +187,20 @@ TEST_F(IpsecSignInNoStartUrlTest, TheRequestFails) {
     ExpectNoStartUrl({"error: GetHttpResponse() WinHttpReceiveResponse failed."});
 }
 
+BOOL WINAPI RejectHeaders(HINTERNET, LPCWSTR headers, DWORD length, DWORD modifiers) {
+    EXPECT_STREQ(headers, L"Content-Type: application/x-www-form-urlencoded\r\n");
+    EXPECT_EQ(length, 0xFFFFFFFFu); // up to the terminator
+    EXPECT_EQ(modifiers, 0u);
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+}
+
+TEST_F(IpsecSignInNoStartUrlTest, TheHeadersAreRejected) {
+    Patch("WinHttpAddRequestHeaders", &RejectHeaders);
+    ExpectNoStartUrl({"error: GetHttpResponse() Could not add headers to req."});
+    EXPECT_EQ(GatewayLog(), "");
+}
+
 TEST_F(IpsecSignInNoStartUrlTest, TheConnectionIsReset) {
     SetLoginFault("reset");
     EXPECT_EQ(SignIn(), kTimeout);

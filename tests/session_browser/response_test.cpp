@@ -45,6 +45,11 @@ TEST_F(SessionSignInResponseTest, AnIdLongerThanTheBufferIsCut) {
     ExpectLastLine("info: ResponseBuffer: abc");
 }
 
+TEST_F(SessionSignInResponseTest, AnIdAsLongAsTheBufferLosesItsLastCharacter) {
+    ExpectBytes(6, std::string("abcde\0##", 8));
+    ExpectLastLine("info: ResponseBuffer: abcde");
+}
+
 TEST_F(SessionSignInResponseTest, AnIdThatFitsExactly) {
     ExpectBytes(7, std::string("abcdef\0#", 8));
 }

@@ -33,4 +33,35 @@ void SignInTest::BrowserRequests(const std::string& requestLine) {
     };
 }
 
+LoggedSignInTest::LoggedSignInTest() {
+    SetGateway(R"({"fault":"status","status":200,"body":")" + Answer() + R"("})");
+}
+
+std::string LoggedSignInTest::Answer() const {
+    return "<signin sso_port='" + std::to_string(ssoPort_) + "' remoteauthtimeout='60'/>";
+}
+
+std::vector<std::string> LoggedSignInTest::CallersLines(const std::vector<std::string>& last) const {
+    std::vector<std::string> lines = {
+        "info: GetHttpResponse() response=" + Answer(),
+        "info: Timeout for external browser auth: 60",
+        "info: Browser opens url https://127.0.0.1:" + std::to_string(GatewayPort()) +
+            "/remote/saml/start?redirect=1",
+    };
+    lines.insert(lines.end(), last.begin(), last.end());
+    return lines;
+}
+
+std::string LoggedSignInTest::ListenerCalled() const {
+    return "info: called. dwPort=" + std::to_string(ssoPort_) +
+           ", dwTimeout=60000, hEvtExit=" + Hexadecimal(exitEvent_);
+}
+
+std::vector<std::vector<std::string>> LoggedSignInTest::OthersLines() const {
+    return {
+        {ListenerCalled(), "info: Client socket(#) established.", kListenerGotId},
+        {"debug: RecvFromSocket() Read event on the socket.", "info: Get authId successfully!"},
+    };
+}
+
 } // namespace zelto::test

@@ -34,4 +34,30 @@ protected:
     std::uint16_t ssoPort_ = 0;
 };
 
+// The same with an answer of the gateway in one line, so that the whole log can be told beforehand.
+class LoggedSignInTest : public SignInTest {
+protected:
+    LoggedSignInTest();
+
+    // What the calling thread logs until it waits for the browser, and `last` behind it.
+    std::vector<std::string> CallersLines(const std::vector<std::string>& last = {}) const;
+
+    // The listener's first line.
+    std::string ListenerCalled() const;
+
+    // What the listener and its reader log when the sign-in is good.
+    std::vector<std::vector<std::string>> OthersLines() const;
+
+private:
+    std::string Answer() const;
+};
+
+// The calling thread's last line of a good sign-in.
+inline constexpr char kGotId[] =
+    "info: GetSslSamlDataExternalBrowser() Get auth id from external browser successfully.";
+
+// The listener's last line of the same.
+inline constexpr char kListenerGotId[] =
+    "info: RecvReqDataFromExtBrow() Got auth id from external browser successfully.";
+
 } // namespace zelto::test

@@ -51,6 +51,30 @@ TEST_F(SslSignInStartUrlTest, RealmWithoutPort) {
     ExpectOpened(L"gw/a b&c/d", L"https://gw/remote/saml/start?redirect=1&realm=a b&c/d");
 }
 
+// A ":" counts wherever it stands behind the scheme.
+TEST_F(SslSignInStartUrlTest, AColonInTheRealm) {
+    ExpectOpened(L"https://gw/abc:1", L"https://gw/abc:1/remote/saml/start?redirect=1&realm=abc:1");
+    EXPECT_EQ(connectedHost, L"gw/abc");
+    EXPECT_EQ(connectedPort, 1);
+}
+
+TEST_F(SslSignInStartUrlTest, APortThatIsNoNumberIsNone) {
+    ExpectOpened(L"https://gw:abc/x", L"https://gw/remote/saml/start?redirect=1&realm=x");
+    EXPECT_EQ(connectedHost, L"gw");
+    EXPECT_EQ(connectedPort, 0);
+}
+
+TEST_F(SslSignInStartUrlTest, APortEndsAtWhatIsNoDigit) {
+    ExpectOpened(L"gw: 8443x/y", L"https://gw:8443/remote/saml/start?redirect=1&realm=y");
+    EXPECT_EQ(connectedPort, 8443);
+}
+
+// The whole number goes into the address, the low 16 bits to WinHTTP.
+TEST_F(SslSignInStartUrlTest, ThePortsRangeIsNotChecked) {
+    ExpectOpened(L"gw:70000", L"https://gw:70000/remote/saml/start?redirect=1");
+    EXPECT_EQ(connectedPort, 70000 - 65536);
+}
+
 TEST_F(SslSignInStartUrlTest, ThePageIsOpenedAsTheShellOpensIt) {
     BrowserRequests("GET /?id=XYZ HTTP/1.1");
     EXPECT_EQ(SignIn(), 0u);

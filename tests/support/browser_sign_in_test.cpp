@@ -120,9 +120,9 @@ bool GuardIsFree(const std::wstring& name) {
 }
 
 std::vector<std::string> WithoutSocketValues(std::vector<std::string> lines) {
-    static const std::regex value("^(.*Client socket\\()0x[0-9A-F]{16}(\\) established\\.)$");
+    static const std::regex value("socket\\(0x[0-9A-F]{16}\\)");
     for (std::string& line : lines) {
-        line = std::regex_replace(line, value, "$1#$2");
+        line = std::regex_replace(line, value, "socket(#)");
     }
     return lines;
 }

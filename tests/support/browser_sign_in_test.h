@@ -91,7 +91,7 @@ private:
 // True when no sign-in holds the guard of that name.
 bool GuardIsFree(const std::wstring& name);
 
-// `lines` with the value in each "Client socket(0x…)" replaced by "#", because no test can know it.
+// `lines` with the value in each "socket(0x…)" replaced by "#", because no test can know it.
 std::vector<std::string> WithoutSocketValues(std::vector<std::string> lines);
 
 // As %x of the library's trace writes a handle.
