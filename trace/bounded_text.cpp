@@ -48,8 +48,8 @@ void BoundedText::AppendHex(std::uint64_t value, HexTable table) noexcept {
     Append(Digits(value, table).View());
 }
 
-void BoundedText::MarkCut() noexcept {
-    if (cut_ && length_ >= kCutMark.size()) {
+void BoundedText::PutCutMark() noexcept {
+    if (length_ >= kCutMark.size()) {
         std::memcpy(memory_ + length_ - kCutMark.size(), kCutMark.data(), kCutMark.size());
     }
 }

@@ -51,7 +51,11 @@ public:
     void AppendHex(std::uint64_t value, HexTable table) noexcept;
 
     // When something was dropped, the last three characters become "...".
-    void MarkCut() noexcept;
+    void MarkCut() noexcept {
+        if (cut_) {
+            PutCutMark();
+        }
+    }
 
     // For a writer that keeps its place in a register: where the text ends, how much more fits, and where it ends
     // after having been written on.
@@ -64,6 +68,7 @@ public:
 
 private:
     void AppendFitting(std::string_view text) noexcept;
+    void PutCutMark() noexcept;
 
     char* memory_;
     std::size_t capacity_;

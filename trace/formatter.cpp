@@ -291,9 +291,9 @@ const char* AppendPlainParts(BoundedText& out, const char* format, Arguments& ar
     }
 }
 
-} // namespace
-
-void AppendMessage(BoundedText& out, const char* format, std::va_list arguments) noexcept {
+// What stands from the first conversion on.
+ZELTO_NOT_INLINED void AppendFromConversion(BoundedText& out, const char* format,
+                                            std::va_list arguments) noexcept {
     Arguments copy;
     va_copy(copy.list, arguments);
     for (format = AppendPlainParts(out, format, copy); *format != '\0';
@@ -301,6 +301,17 @@ void AppendMessage(BoundedText& out, const char* format, std::va_list arguments)
         format = AppendAnyConversion(out, format + 1, copy);
     }
     va_end(copy.list);
+}
+
+} // namespace
+
+// A text without a conversion needs few registers: what needs many, and has to keep them for its caller, is apart.
+void AppendMessage(BoundedText& out, const char* format, std::va_list arguments) noexcept {
+    const TextCopy literal = CopyUntil(out.End(), out.End() + out.Room(), format, '%');
+    out.SetEnd(literal.to);
+    if (*literal.from != '\0') {
+        AppendFromConversion(out, literal.from, arguments);
+    }
     out.MarkCut();
 }
 

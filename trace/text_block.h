@@ -22,6 +22,13 @@
 #define ZELTO_READS_WHOLE_BLOCKS
 #endif
 
+// For what is called seldom, and would make its caller slower by being compiled into it.
+#if defined(_MSC_VER) && !defined(__clang__)
+#define ZELTO_NOT_INLINED __declspec(noinline)
+#else
+#define ZELTO_NOT_INLINED __attribute__((noinline))
+#endif
+
 namespace zelto {
 
 // Text is searched and copied in blocks of as many bytes as a vector register holds.
