@@ -75,13 +75,19 @@ class Desktop:
         """Waits until a window of this program shows and has the keyboard; returns X's number for it.
 
         (By its title it would not be found: the ARM64 Wine lacks what setting X's window titles takes.)
+
+        There is no window manager: a window that has asked for the keyboard before it was shown does not get it.
+        It is given to such a window after a while.
         """
         found: list[str] = []
+        patience = time.monotonic() + _SECONDS / 4
 
         def has_keyboard() -> bool:
             # The search fails when a window ends under its eyes, and when it finds none.
             windows = self._do("search", "--onlyvisible", "--class", f"^{program}$", check=False).split()
             found[:] = [self._do("getwindowfocus", check=False).strip()]
+            if windows and found[0] not in windows and time.monotonic() > patience:
+                self._do("windowfocus", windows[0], check=False)
             return found[0] in windows
 
         self.wait_until(has_keyboard, f"a window of {program}")
