@@ -291,7 +291,7 @@ const char* AppendPlainParts(BoundedText& out, const char* format, Arguments& ar
     }
 }
 
-// What stands from the first conversion on.
+// What stands from the first conversion on, or from where less than a block of room was left.
 ZELTO_NOT_INLINED void AppendFromConversion(BoundedText& out, const char* format,
                                             std::va_list arguments) noexcept {
     Arguments copy;
