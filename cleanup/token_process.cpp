@@ -34,9 +34,10 @@ void KeepFromProgram(const KernelHandle& end) noexcept {
     SetHandleInformation(end.get(), HANDLE_FLAG_INHERIT, 0);
 }
 
+// Closed from the last to the first.
 struct TokenProcess {
-    KernelHandle process; // empty: not started
     KernelHandle thread;
+    KernelHandle process; // empty: not started
 };
 
 TokenProcess StartTokenProgram(std::wstring& commandLine, const TokenPipes& pipes) noexcept {
@@ -55,7 +56,7 @@ TokenProcess StartTokenProgram(std::wstring& commandLine, const TokenPipes& pipe
         TRACE_DEBUG("Failed to create child process. Error: %d\n", error);
         return {};
     }
-    return {KernelHandle(started.hProcess), KernelHandle(started.hThread)};
+    return {KernelHandle(started.hThread), KernelHandle(started.hProcess)};
 }
 
 // How many bytes could be read; 0 when the other side has closed its end.

@@ -99,6 +99,15 @@ TEST_F(TokenFailureTest, AReadOfNothingEndsTheOutput) {
     EXPECT_EQ(Token(), "to"); // of "text|token"
 }
 
+// Its writes fail, because nothing is held open that it could fill.
+TEST_F(TokenFailureTest, AProgramThatWritesOnWhenNobodyReadsIsNoDeadlock) {
+    readsLeft = 3;
+    Patch("ReadFile", &ReadUntilNoneIsLeft);
+    Behave(L"large");
+    EXPECT_EQ(Fetch(), 0u);
+    EXPECT_EQ(Token(), "a"); // of "x|abc…"
+}
+
 BOOL WINAPI FailToRead(HANDLE, LPVOID bytes, DWORD, DWORD* read, OVERLAPPED*) {
     static_cast<char*>(bytes)[0] = '|';
     *read = 1; // counts for nothing, since the call fails

@@ -293,5 +293,35 @@ TEST_F(TokenShortageTest, AnOutputThatThereIsNoMemoryForIsReadToItsEndAllTheSame
     EXPECT_EQ(exitCodeSeen, 0u); // its end was waited for
 }
 
+const volatile char* lastChunk = nullptr; // where the library has read to last
+std::size_t lettersLeft = 0;              // what stands there of the alphabet when the program has ended
+
+BOOL WINAPI ReadAndRemember(HANDLE file, LPVOID bytes, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    lastChunk = static_cast<const char*>(bytes);
+    return ReadFile(file, bytes, size, read, overlapped);
+}
+
+BOOL WINAPI LookAtLastChunk(HANDLE process, DWORD* code) {
+    for (std::size_t i = 0; i + 1 < 2048; ++i) {
+        const char letter = lastChunk[i];
+        lettersLeft += letter >= 'a' && letter < 'z' && lastChunk[i + 1] == letter + 1 ? 1u : 0u;
+    }
+    return GetExitCodeProcess(process, code);
+}
+
+// It is read to the stack, where later calls may overwrite some of it, but not most.
+TEST_F(TokenShortageTest, AnOutputThatThereIsNoMemoryForIsWiped) {
+    lettersLeft = 0;
+    Patch("ReadFile", &ReadAndRemember);
+    Patch("GetExitCodeProcess", &LookAtLastChunk);
+    Patch("CreateProcessW", &StartAndRunShort);
+    Patch("malloc", &AllocateUntilShortage);
+    Behave(L"large");
+    ExpectFailure();
+    EXPECT_TRUE(shortage.struck);
+    shortage = {};
+    EXPECT_LT(lettersLeft, 16u);
+}
+
 } // namespace
 } // namespace zelto::test
