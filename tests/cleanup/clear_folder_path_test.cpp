@@ -13,21 +13,44 @@ namespace fs = std::filesystem;
 
 class ClearFolderPathTest : public ClearingTest {
 protected:
-    // Makes the user's folder so that its path, with the backslash at its end, has so many characters.
-    fs::path MakeFolderWithLength(std::size_t length) {
-        constexpr std::size_t kTail = 22; // "\ZeltoClient\SamlAuth\"
+    // Makes a folder so that its path, with `tail` and the backslash at its end, has so many characters. Gives it
+    // without the tail.
+    fs::path MakeFolderWithLength(std::size_t length, const fs::path& tail) const {
+        const std::size_t baseLength = length - tail.native().size() - 2;
         fs::path base = localAppData_.Path();
-        while (base.native().size() + 102 < length - kTail) {
+        while (base.native().size() + 102 < baseLength) {
             base /= std::wstring(100, L'p');
         }
-        base /= std::wstring(length - kTail - base.native().size() - 1, L'q');
-        SetLocalAppData(base);
-        // Wine's and Windows' own limit is below that of the file system: made by its long name.
-        const fs::path folder = base / L"ZeltoClient" / L"SamlAuth";
+        base /= std::wstring(baseLength - base.native().size() - 1, L'q');
+        const fs::path folder = base / tail;
         EXPECT_EQ(folder.native().size() + 1, length);
+        // Wine's and Windows' own limit is below that of the file system: made by its long name.
         fs::create_directories(L"\\\\?\\" + folder.native());
-        return folder;
+        return base;
     }
+
+    // The same for the user's folder, and for the one that a service has beside its executable.
+    fs::path MakeUsersFolderWithLength(std::size_t length) {
+        const fs::path tail = fs::path(L"ZeltoClient") / L"SamlAuth";
+        const fs::path base = MakeFolderWithLength(length, tail);
+        SetLocalAppData(base);
+        return base / tail;
+    }
+    fs::path MakeServicesFolderWithLength(std::size_t length) {
+        const fs::path base = MakeFolderWithLength(length, L"SamlAuth");
+        RunInSessionZero();
+        executable_ = (base / L"s.exe").native();
+        Patch("GetModuleFileNameW", &TellExecutable);
+        return base / L"SamlAuth";
+    }
+
+    static DWORD WINAPI TellExecutable(HMODULE, LPWSTR buffer, DWORD size) {
+        EXPECT_LT(executable_.size(), size);
+        std::copy_n(executable_.c_str(), executable_.size() + 1, buffer);
+        return static_cast<DWORD>(executable_.size());
+    }
+
+    static inline std::wstring executable_;
 
     // Makes a file in the user's folder with a name of `n` so long that its path has so many characters.
     fs::path MakeFileWithLength(std::size_t length) const {
@@ -101,14 +124,29 @@ TEST_F(ClearFolderPathTest, AnUnknownSessionCountsAsAUsers) {
 }
 
 TEST_F(ClearFolderPathTest, APathOf259CharactersIsDeleted) {
-    const fs::path folder = MakeFolderWithLength(259);
+    const fs::path folder = MakeUsersFolderWithLength(259);
     ASSERT_TRUE(Exists(folder));
     Clear();
     EXPECT_FALSE(Exists(folder));
 }
 
 TEST_F(ClearFolderPathTest, APathOf260CharactersIsLeftAlone) {
-    const fs::path folder = MakeFolderWithLength(260);
+    const fs::path folder = MakeUsersFolderWithLength(260);
+    Clear();
+    EXPECT_TRUE(Exists(folder));
+    EXPECT_TRUE(pauses_.empty());
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroAPathOf259CharactersIsDeleted) {
+    const fs::path folder = MakeServicesFolderWithLength(259);
+    ASSERT_TRUE(Exists(folder));
+    Clear();
+    EXPECT_FALSE(Exists(folder));
+    EXPECT_EQ(pauses_, AllPauses());
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroAPathOf260CharactersIsLeftAlone) {
+    const fs::path folder = MakeServicesFolderWithLength(260);
     Clear();
     EXPECT_TRUE(Exists(folder));
     EXPECT_TRUE(pauses_.empty());
@@ -185,6 +223,20 @@ TEST_F(ClearFolderPathTest, AnExecutableWhosePathIsCutHasNoFolder) {
     EXPECT_TRUE(pauses_.empty());
 }
 
+DWORD WINAPI RefuseToTellTheExecutable(HMODULE, LPWSTR, DWORD) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return 0;
+}
+
+TEST_F(ClearFolderPathTest, AnExecutableWithoutAPathHasNoFolder) {
+    RunInSessionZero();
+    Patch("GetModuleFileNameW", &RefuseToTellTheExecutable);
+    MakeFile(ServicesFolder() / L"Cookies");
+    Clear();
+    EXPECT_TRUE(fs::exists(ServicesFolder() / L"Cookies"));
+    EXPECT_TRUE(pauses_.empty());
+}
+
 // As long as the shell goes.
 TEST_F(ClearFolderPathTest, AFileWhosePathHas259CharactersIsDeleted) {
     const fs::path file = MakeFileWithLength(259);
@@ -213,6 +265,14 @@ TEST_F(ClearFolderPathTest, AFileWithTheFoldersNameStays) {
     MakeFile(Folder());
     Clear();
     EXPECT_TRUE(fs::is_regular_file(Folder()));
+    EXPECT_EQ(pauses_, AllPauses());
+}
+
+TEST_F(ClearFolderPathTest, InSessionZeroAFileWithTheFoldersNameStays) {
+    RunInSessionZero();
+    MakeFile(ServicesFolder());
+    Clear();
+    EXPECT_TRUE(fs::is_regular_file(ServicesFolder()));
     EXPECT_EQ(pauses_, AllPauses());
 }
 

@@ -63,6 +63,7 @@ void ClearingTest::RunInSessionZero() {
 }
 
 void WINAPI ClearingTest::RecordPause(DWORD milliseconds) {
+    EXPECT_EQ(GetCurrentThreadId(), current_->caller_);
     current_->pauses_.push_back(milliseconds);
     if (current_->duringPause_) {
         current_->duringPause_(static_cast<int>(current_->pauses_.size()));

@@ -52,6 +52,7 @@ private:
     static void WINAPI RecordPause(DWORD milliseconds);
 
     static ClearingTest* current_;
+    const DWORD caller_ = GetCurrentThreadId();
     std::wstring formerLocalAppData_;
     std::vector<std::unique_ptr<ImportPatch>> patches_;
 };

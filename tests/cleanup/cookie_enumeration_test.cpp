@@ -56,6 +56,7 @@ struct ScriptedCache {
     std::vector<HANDLE> closed;
     std::vector<std::wstring> deleted; // what was asked for, in order
     bool closedBeforeDeletions = false;
+    std::set<DWORD> threads; // that called
 } cache;
 
 // An entry lies in the buffer as the real ones do: the record first, its texts behind it.
@@ -80,6 +81,7 @@ Call CallOf(const void* buffer, DWORD size) {
 }
 
 HANDLE WINAPI FindFirst(LPCWSTR pattern, INTERNET_CACHE_ENTRY_INFOW* buffer, DWORD* size) {
+    cache.threads.insert(GetCurrentThreadId());
     cache.pattern = pattern;
     cache.firstCalls.push_back(CallOf(buffer, *size));
     const std::size_t number = cache.firstCalls.size() - 1;
@@ -98,6 +100,7 @@ HANDLE WINAPI FindFirstWithoutName(LPCWSTR, INTERNET_CACHE_ENTRY_INFOW*, DWORD*)
 
 BOOL WINAPI FindNext(HANDLE search, INTERNET_CACHE_ENTRY_INFOW* buffer, DWORD* size) {
     EXPECT_EQ(search, kSearch);
+    cache.threads.insert(GetCurrentThreadId());
     cache.nextCalls.push_back(CallOf(buffer, *size));
     const std::size_t number = cache.nextCalls.size() - 1;
     return Give(number < cache.next.size() ? cache.next[number] : Failure(kEnd), buffer, size);
@@ -110,6 +113,7 @@ BOOL WINAPI CloseSearch(HANDLE search) {
 }
 
 BOOL WINAPI Delete(LPCWSTR name) {
+    cache.threads.insert(GetCurrentThreadId());
     cache.deleted.emplace_back(name);
     if (cache.undeletable.contains(name)) {
         SetLastError(ERROR_SHARING_VIOLATION);
@@ -267,6 +271,13 @@ TEST_F(CookieEnumerationTest, IsClosedOnceAndBeforeAnythingIsDeleted) {
     ExpectDeleted({L"Cookie:a", L"Cookie:b"});
     EXPECT_EQ(cache.closed, std::vector<HANDLE>{kSearch});
     EXPECT_TRUE(cache.closedBeforeDeletions);
+}
+
+TEST_F(CookieEnumerationTest, RunsOnTheCallersThread) {
+    cache.first = {Entry(L"Cookie:a")};
+    cache.next = {Entry(L"Cookie:b")};
+    ExpectDeleted({L"Cookie:a", L"Cookie:b"});
+    EXPECT_EQ(cache.threads, std::set<DWORD>{GetCurrentThreadId()});
 }
 
 TEST_F(CookieEnumerationTest, DeletionFailingForOneOfManyStopsNothing) {
