@@ -21,6 +21,19 @@ class CleanUpCommands(unittest.TestCase):
         self.addCleanup(self.host.run_system_program, "msiexec", "/x", installer, "/qn")
         self.assertEqual(self.host.run_system_program("msiexec", "/i", installer, "/qn")[0], 0)
 
+    def browser_data(self, *command: str) -> int:
+        """Runs a command of the system's interpreter on the embedded browser's folder; returns its exit code."""
+        folder = r"%localappdata%\ZeltoClient\SamlAuth"
+        return self.host.run_system_program("cmd", "/c", *(word.format(folder) for word in command))[0]
+
+    def make_browser_data(self) -> None:
+        self.assertEqual(self.browser_data("mkdir", r"{}\Default"), 0)
+        self.addCleanup(self.browser_data, "rmdir", "/s", "/q", "{}")
+        self.assertTrue(self.has_browser_data())
+
+    def has_browser_data(self) -> bool:
+        return self.browser_data("if", "exist", "{}", "exit", "3") == 3
+
     def test_help_names_the_commands(self):
         code, output, _ = self.host.run("--help")
         self.assertEqual(code, 0)
@@ -39,14 +52,18 @@ class CleanUpCommands(unittest.TestCase):
                 self.assertEqual(self.host.run(*arguments), (2, "", f"ZeltoSignIn: {message}\n"))
 
     def test_clear_cookies(self):
+        self.make_browser_data()
         code, output, errors = self.host.run("clear-cookies")
         self.assertEqual((code, errors), (0, ""))
         self.assertTrue(output.endswith("\nCookies   deleted\n"), output)
+        self.assertTrue(self.has_browser_data())
 
     def test_clear_browser_data(self):
+        self.make_browser_data()
         code, output, errors = self.host.run("clear-browser-data")
         self.assertEqual((code, errors), (0, ""))
         self.assertTrue(output.endswith("\nData      deleted, as far as no other program uses it\n"), output)
+        self.assertFalse(self.has_browser_data())
 
     def test_azure_token_without_a_client(self):
         code, output, errors = self.host.run("azure-token", "client", "tenant")
