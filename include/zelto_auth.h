@@ -37,8 +37,8 @@ extern "C" {
 
 /* Success. */
 #define ZELTO_AUTH_S_OK 0x00000000u
-/* General failure of a sign-in in the browser; lack of memory in one through the auth module. The trace log says what
-   failed. */
+/* General failure of a sign-in in the browser or of the fetch of a token; lack of memory in a sign-in through the auth
+   module. The trace log says what failed. */
 #define ZELTO_AUTH_E_FAILED 0xA7000000u
 /* The auth module could not be started. Is it beside ZeltoAuth.dll, and is a user signed in to Windows? */
 #define ZELTO_AUTH_E_LAUNCH_FAILED 0xA7000001u
