@@ -1,6 +1,15 @@
 # Compiler and linker settings of everything that is ours: warnings are errors, hardening is on, and the platform's own
 # compiler is served beside clang.
 
+# What is built does not tell where: two checkouts give the same bytes.
+if(NOT MSVC)
+    foreach(folder "${CMAKE_SOURCE_DIR}=." "${ZELTO_TOOLCHAIN_DIR}=/toolchain")
+        if(NOT folder MATCHES "^=")
+            add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${folder}>")
+        endif()
+    endforeach()
+endif()
+
 add_library(zelto_compiler INTERFACE)
 target_include_directories(zelto_compiler INTERFACE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/include")
 

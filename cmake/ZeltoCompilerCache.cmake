@@ -6,9 +6,12 @@ mark_as_advanced(ZELTO_CCACHE)
 if(ZELTO_CCACHE AND NOT MSVC)
     set(settings
         "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}"
-        "CCACHE_COMPILERCHECK=%compiler% --version" # the cross compilers are scripts
+        "CCACHE_COMPILERCHECK=%compiler% --version"
         CCACHE_DEPEND=1 # the headers are those that the compiler lists
         "CCACHE_SLOPPINESS=pch_defines,time_macros") # needed for precompiled headers; no code asks for the time
+    if(CMAKE_CROSSCOMPILING)
+        list(APPEND settings "CCACHE_EXTRAFILES=${CMAKE_C_COMPILER}:${CMAKE_CXX_COMPILER}") # what those scripts say
+    endif()
     if(DEFINED ENV{ZELTO_CACHE_DIR})
         list(APPEND settings "CCACHE_DIR=$ENV{ZELTO_CACHE_DIR}/ccache")
     endif()

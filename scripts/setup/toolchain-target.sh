@@ -12,6 +12,10 @@ build=$sources/build-$architecture
 llvm_bin=/usr/lib/llvm-19/bin
 jobs=$(nproc)
 
+# Every function a section of its own, as the linker only drops whole sections that nothing uses; and no folder of this
+# machine in what is built.
+flags="-ffunction-sections -fdata-sections -ffile-prefix-map=$toolchain=/toolchain"
+
 # Nothing but Debian's own tools: a newer cmake or another python on the caller's PATH would make a different build.
 export PATH=$toolchain/bin:/usr/bin:/bin
 
@@ -23,7 +27,6 @@ install_headers() {
     make install
 }
 
-# Every function a section of its own, as the linker only drops whole sections that nothing uses.
 install_c_runtime() {
     local -a libraries=(--disable-lib32 --disable-libarm32)
     case $architecture in
@@ -34,7 +37,7 @@ install_c_runtime() {
     cd "$build/crt"
     "$sources/mingw/mingw-w64-crt/configure" --host="$target" --prefix="$sysroot" "${libraries[@]}" \
         --with-default-msvcrt=ucrt --enable-cfguard CC="$target-clang" \
-        CFLAGS='-O2 -ffunction-sections -fdata-sections' CXXFLAGS='-O2 -ffunction-sections -fdata-sections' \
+        CFLAGS="-O2 $flags" CXXFLAGS="-O2 $flags" \
         AS="$target-clang -c" AR="$target-ar" RANLIB="$target-ranlib" DLLTOOL="$target-dlltool"
     make -j"$jobs"
     make install
@@ -52,8 +55,7 @@ install_with_cmake() {
         -DCMAKE_C_COMPILER_TARGET="$architecture-w64-windows-gnu" \
         -DCMAKE_CXX_COMPILER_TARGET="$architecture-w64-windows-gnu" \
         -DCMAKE_AR="$llvm_bin/llvm-ar" -DCMAKE_RANLIB="$llvm_bin/llvm-ranlib" \
-        -DCMAKE_C_FLAGS_INIT='-mguard=cf -ffunction-sections -fdata-sections' \
-        -DCMAKE_CXX_FLAGS_INIT='-mguard=cf -ffunction-sections -fdata-sections' \
+        -DCMAKE_C_FLAGS_INIT="-mguard=cf $flags" -DCMAKE_CXX_FLAGS_INIT="-mguard=cf $flags" \
         -DPython3_EXECUTABLE=/usr/bin/python3 "$@"
     ninja -C "$build/$folder" -j"$jobs" install
 }

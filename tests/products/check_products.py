@@ -1,6 +1,7 @@
 """Reads the built DLL and checks what a client's release engineer would: hardening, imports, exports, files beside it.
 
 Usage: check_products.py --bin FOLDER --def FILE --header FILE --machine x64|arm64
+       --toolchain FOLDER
 """
 
 import argparse
@@ -169,12 +170,17 @@ class Products(unittest.TestCase):
         codeview = [entry.entry for entry in self.image.DIRECTORY_ENTRY_DEBUG if entry.entry is not None
                     and hasattr(entry.entry, "PdbFileName")]
         self.assertEqual(len(codeview), 1)
-        self.assertTrue(codeview[0].PdbFileName.rstrip(b"\0").endswith(b"ZeltoAuth.pdb"))
+        self.assertEqual(codeview[0].PdbFileName.rstrip(b"\0"), b"ZeltoAuth.pdb")
         pdb = (self.bin / "ZeltoAuth.pdb").read_bytes()
         self.assertTrue(pdb.startswith(b"Microsoft C/C++ MSF 7.00\r\n"))
         guid = struct.pack("<IHH", codeview[0].Signature_Data1, codeview[0].Signature_Data2,
                            codeview[0].Signature_Data3)
         self.assertIn(guid, pdb, "the PDB carries another build's signature")
+
+    def test_it_does_not_tell_where_it_was_built(self):
+        image = (self.bin / "ZeltoAuth.dll").read_bytes()
+        for folder in (ROOT, pathlib.Path(OPTIONS.toolchain).parent):
+            self.assertFalse(f"{folder}/".encode() in image, folder)
 
     def test_the_session_library_or_its_stand_in_lies_beside(self):
         image = pefile.PE(str(self.bin / "ZeltoSession.dll"))
@@ -194,6 +200,7 @@ def main():
     parser.add_argument("--def", required=True, dest="definition")
     parser.add_argument("--header", required=True)
     parser.add_argument("--machine", required=True, choices=sorted(MACHINES))
+    parser.add_argument("--toolchain", required=True)
     OPTIONS = parser.parse_args()
     unittest.main(argv=[sys.argv[0], "-v"])
 
