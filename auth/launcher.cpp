@@ -74,9 +74,26 @@ bool StartLocally(const std::wstring& executable, std::wstring& commandLine) noe
     return true;
 }
 
-bool StartModule(std::uint32_t session, const std::wstring& executable, std::wstring& commandLine) noexcept {
+// Has the module inherit the block, and nobody else: whatever the host starts while the module runs could read the
+// answer.
+class InheritedBlock {
+public:
+    explicit InheritedBlock(const ResponseBlock& block) noexcept : block_(block) {
+        block_.SetInherited(true);
+    }
+    InheritedBlock(const InheritedBlock&) = delete;
+    InheritedBlock& operator=(const InheritedBlock&) = delete;
+    ~InheritedBlock() { block_.SetInherited(false); }
+
+private:
+    const ResponseBlock& block_;
+};
+
+bool StartModule(std::uint32_t session, const std::wstring& executable, std::wstring& commandLine,
+                 const ResponseBlock& block) noexcept {
     ResetEvent(StopEvent()); // a cancel from before this point is forgotten
     const InheritanceHold hold;
+    const InheritedBlock inherited(block);
     const bool started = session != 0 ? StartInSession(session, executable, commandLine)
                                       : StartLocally(executable, commandLine);
     return started && runningModule;
@@ -127,8 +144,8 @@ std::uint32_t RunZeltoAuthInSession(const std::wstring& arguments, SecretText& a
     TRACE_DEBUG("hMap=%p, pMappedBuf=%p", block.Handle(), block.View());
     TRACE_DEBUG("%s() CMD to start auth module: %ws", kTag, commandLine.c_str());
     const RunningModuleScope module;
-    return StartModule(session, executable, commandLine) ? WaitForModule(block, answer)
-                                                         : AUTH_E_LAUNCH_FAILED;
+    return StartModule(session, executable, commandLine, block) ? WaitForModule(block, answer)
+                                                                : AUTH_E_LAUNCH_FAILED;
 }
 
 } // namespace zelto

@@ -17,6 +17,7 @@ ResponseBlock::ResponseBlock() noexcept : mapping_(CreateInheritableMapping()) {
     if (!mapping_) {
         return;
     }
+    SetInherited(false);
     view_ = static_cast<char*>(
         MapViewOfFile(mapping_.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, kResponseBlockSize));
     if (view_ != nullptr) {
@@ -28,6 +29,10 @@ ResponseBlock::~ResponseBlock() {
     if (view_ != nullptr) {
         UnmapViewOfFile(view_);
     }
+}
+
+void ResponseBlock::SetInherited(bool inherited) const noexcept {
+    SetHandleInformation(mapping_.get(), HANDLE_FLAG_INHERIT, inherited ? HANDLE_FLAG_INHERIT : 0);
 }
 
 } // namespace zelto

@@ -9,7 +9,7 @@ namespace zelto {
 // Size of the memory block through which the auth module's answer returns, in bytes.
 inline constexpr std::size_t kResponseBlockSize = 65'536;
 
-// That block: unnamed, in the page file, readable and writable, with a handle that a started process inherits;
+// That block: unnamed, in the page file, readable and writable, with a handle that a started process can inherit;
 // mapped and filled with zeros. Unmapped and closed, in this order, by the destructor. Its content is
 // encrypted and not wiped.
 class ResponseBlock {
@@ -24,6 +24,9 @@ public:
 
     HANDLE Handle() const noexcept { return mapping_.get(); }
     char* View() const noexcept { return view_; } // kResponseBlockSize bytes
+
+    // Whether a process that is started from now on inherits the handle. None does at first.
+    void SetInherited(bool inherited) const noexcept;
 
 private:
     KernelHandle mapping_;

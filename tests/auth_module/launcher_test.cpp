@@ -117,6 +117,49 @@ TEST_F(LauncherTest, TheBlockIsUnnamedInheritableAndOf64KiB) {
     EXPECT_FALSE(blockRequest.named);
 }
 
+HANDLE createdBlock;
+std::vector<std::string> inheritance; // of the block, at each step that was looked at
+
+void NoteInheritance(const std::string& step) {
+    DWORD flags = 0;
+    EXPECT_TRUE(GetHandleInformation(createdBlock, &flags));
+    inheritance.push_back(step + ((flags & HANDLE_FLAG_INHERIT) != 0 ? ": inherited" : ": kept"));
+}
+
+HANDLE WINAPI KeepBlock(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high, DWORD low,
+                        LPCWSTR name) {
+    createdBlock = CreateFileMappingW(file, security, protection, high, low, name);
+    return createdBlock;
+}
+
+BOOL WINAPI NoteBeforeStart(HANDLE event) {
+    NoteInheritance("before");
+    return ResetEvent(event);
+}
+
+BOOL WINAPI NoteAtStart(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+                        LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags, LPVOID environment,
+                        LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
+    NoteInheritance("start");
+    return CreateProcessW(application, commandLine, process, thread, inheritHandles, flags, environment,
+                          directory, startup, started);
+}
+
+DWORD WINAPI NoteAtWait(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+    NoteInheritance("wait");
+    return WaitForMultipleObjects(count, handles, all, milliseconds);
+}
+
+TEST_F(LauncherTest, OnlyTheModuleInheritsTheBlock) {
+    Patch("CreateFileMappingW", &KeepBlock);
+    Patch("ResetEvent", &NoteBeforeStart);
+    Patch("CreateProcessW", &NoteAtStart);
+    Patch("WaitForMultipleObjects", &NoteAtWait);
+    inheritance.clear();
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_EQ(inheritance, (Lines{"before: kept", "start: inherited", "wait: kept"}));
+}
+
 BOOL WINAPI SetNoDirectory(LPCWSTR) {
     SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
