@@ -1,6 +1,7 @@
 #include "trace/running_trace.h"
 
 #include <algorithm>
+#include <clocale>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <io.h>
@@ -28,6 +29,40 @@ TEST_F(LogFilesTest, FolderIsCreatedWithItsParents) {
     Stop();
     EXPECT_THAT(MessagesIn("deep\\er\\host.log"), ElementsAre("error: made"));
     EXPECT_THAT(MessagesIn("deep\\er\\host_error.log"), ElementsAre("error: made"));
+}
+
+// Text as the system's functions take it: in the ANSI code page.
+std::string Narrow(const wchar_t* text) {
+    char narrow[64] = {};
+    WideCharToMultiByte(CP_ACP, 0, text, -1, narrow, sizeof(narrow), nullptr, nullptr);
+    return narrow;
+}
+
+// With such a locale, which a host chooses for the whole C runtime, narrow file names are UTF-8 to it.
+class Utf8Locale {
+public:
+    Utf8Locale() : former_(std::setlocale(LC_ALL, nullptr)) {
+        EXPECT_NE(std::setlocale(LC_ALL, ".UTF8"), nullptr);
+    }
+    Utf8Locale(const Utf8Locale&) = delete;
+    Utf8Locale& operator=(const Utf8Locale&) = delete;
+    ~Utf8Locale() { std::setlocale(LC_ALL, former_.c_str()); }
+
+private:
+    std::string former_;
+};
+
+TEST_F(LogFilesTest, HostsLocaleDoesNotChangeWhereTheFilesLie) {
+    Stop();
+    const auto folder = folder_.Path() / L"Andr\u00e9";
+    {
+        const Utf8Locale locale;
+        TraceStart((folder_.NarrowWithBackslash() + Narrow(L"Andr\u00e9\\")).c_str(), "host.log");
+        TRACE_ERROR("made");
+        Stop();
+    }
+    EXPECT_THAT(test::Messages(test::ReadTraceLines(folder / "host.log")), ElementsAre("error: made"));
+    EXPECT_THAT(test::Messages(test::ReadTraceLines(folder / "host_error.log")), ElementsAre("error: made"));
 }
 
 TEST_F(LogFilesTest, FilesGoOnAtTheirEnd) {

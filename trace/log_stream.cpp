@@ -22,13 +22,24 @@ void KeepFromChildren(std::FILE* file) noexcept {
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, 0);
 }
 
+// Opens `name` as the system's own functions read it. To the narrow functions of the C runtime its bytes are UTF-8 once
+// the host, whose runtime it is too, has chosen such a locale.
+std::FILE* OpenNamed(const FileName& name) noexcept {
+    wchar_t wide[kMaximumName + 1] = {};
+    const UINT codePage = AreFileApisANSI() ? CP_ACP : CP_OEMCP;
+    if (MultiByteToWideChar(codePage, 0, name.text, -1, wide, kMaximumName + 1) == 0) {
+        return nullptr;
+    }
+    return _wfsopen(wide, L"a+b", _SH_DENYWR);
+}
+
 } // namespace
 
 void OpenStream(LogStream& stream, const FileName& name) noexcept {
     ClaimBuffer(stream);
     MakeSureDirectoryPathExists(name.text);
     stream.size = 0;
-    stream.file = _fsopen(name.text, "a+b", _SH_DENYWR);
+    stream.file = OpenNamed(name);
     if (stream.file == nullptr) {
         return;
     }
@@ -67,7 +78,7 @@ void MeasureStream(LogStream& stream) noexcept {
 }
 
 void PrepareStreams() noexcept {
-    if (std::FILE* file = _fsopen("NUL", "rb", _SH_DENYNO)) {
+    if (std::FILE* file = _wfsopen(L"NUL", L"rb", _SH_DENYNO)) {
         std::fclose(file);
     }
 }

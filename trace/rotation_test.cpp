@@ -138,21 +138,21 @@ TEST_F(RotationTest, WithoutFileOutputTheNextFileIsDeletedButNotOpened) {
     EXPECT_FALSE(std::filesystem::exists(File("host_2.log")));
 }
 
-std::FILE* OpenNothing(const char*, const char*, int) {
+std::FILE* OpenNothing(const wchar_t*, const wchar_t*, int) {
     return nullptr;
 }
 
 TEST_F(RotationTest, WhatIsLoggedWhileTheNextFileCannotBeOpenedIsLost) {
     Limit(1);
     {
-        const test::ImportPatch patch(OwnModule(), "_fsopen", &OpenNothing);
+        const test::ImportPatch patch(OwnModule(), "_wfsopen", &OpenNothing);
         Fill(kMiB - 200'000); // nothing is open: what is pending is dropped, and no size adds up
         EXPECT_EQ(MainName(), "host_1.log");
     }
     Fill(kMiB - 200'000);
     EXPECT_EQ(MainName(), "host_1.log");
     {
-        const test::ImportPatch patch(OwnModule(), "_fsopen", &OpenNothing);
+        const test::ImportPatch patch(OwnModule(), "_wfsopen", &OpenNothing);
         Fill(250'000); // the first of it still fits, rotates, and finds no file
         EXPECT_EQ(MainName(), "host_2.log");
         const TraceLockGuard lock;
