@@ -22,8 +22,10 @@
  *   Unloading FreeLibrary may be called when no function of the library is running. A thread of the library that still
  *             has to end keeps the module loaded until it has.
  *   C++       the functions throw nothing, with one exception that each of them names: when the system can create no
- *             thread, std::system_error (resource_unavailable_try_again) leaves the function. A C++ host that wants
- *             to catch it must be compiled for functions of C that throw (/EHs with the platform's own compiler).
+ *             thread, std::system_error (resource_unavailable_try_again) leaves the function. Only a C++ host that is
+ *             built with the same compiler and C++ runtime as the library can catch it; with the platform's own compiler
+ *             it must also be compiled for functions of C that throw (/EHs). To any other host it is a foreign exception,
+ *             which ends the process.
  */
 #ifndef ZELTO_AUTH_H
 #define ZELTO_AUTH_H
@@ -308,6 +310,10 @@ uint32_t SamlAuthClearCookies(void);
  *
  * The buffers are written on success only, and then both.
  *
+ * The shell opens the start page as the gateway names it, also when that is no page but, for example, a program on a
+ * share; and the gateway's certificate is not checked. So whoever can answer in the gateway's place can start programs
+ * as the caller. Sign in only over networks where nobody can.
+ *
  *   ZELTO_AUTH_S_OK                  both values are in their buffers.
  *   ZELTO_AUTH_E_FAILED              the listener failed, the browser connected and sent nothing, the guard against a
  *                                    second sign-in could not be made, or there was not enough memory.
@@ -354,12 +360,15 @@ uint32_t GetIpsecSamlDataExternalBrowser(const wchar_t* gatewayHost, uint32_t ga
  *   ZELTO_AUTH_E_BUSY                another sign-in of this kind is running in this session, in this or another process.
  *
  * ENDS THE PROCESS, by std::terminate, when no user session is active or the command cannot be started in it: the
- * listener that then runs could never be ended. The trace log says which it was. Call it from a process that may end.
+ * listener that then runs could never be ended. The error copy of the trace log says which it was; the log itself may
+ * lack what it had not yet written. Call it from a process that may end.
  *
  * Blocks until a browser has connected to the port, without a time-out and without a way to cancel. The first connection
- * that ends counts, whoever made it. Connections of browsers stay open until the process ends. The trace log holds the
- * id; the response that it shows is what stands in responseBuffer at the end, and empty with a responseBufferSize of 0.
- * Throws std::system_error (resource_unavailable_try_again) when no thread can be created.
+ * that ends counts, whoever made it. Connections of browsers stay open until the process ends; or until nobody in it
+ * holds Winsock any more (WSACleanup), which may reset them before the browser has its page: a host that does not use
+ * Winsock itself should call WSAStartup once. The trace log holds the id; the response that it shows is what stands in
+ * responseBuffer at the end, and empty with a responseBufferSize of 0. Throws std::system_error
+ * (resource_unavailable_try_again) when no thread can be created.
  */
 uint32_t SamlAuthGetResponseUsingExternalBrowser(const wchar_t* gatewayUrl, uint64_t ignored,
                                                  char* responseBuffer, uint32_t responseBufferSize);
