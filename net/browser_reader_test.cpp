@@ -266,6 +266,28 @@ TEST_F(LateReaderTest, ItSignalsNoStrangersEventAndReadsFromNoStrangersSocket) {
     }
 }
 
+int shutdownHow;
+int(WINAPI* originalShutdown)(SOCKET, int);
+
+int WINAPI RecordingShutdown(SOCKET socket, int how) {
+    EXPECT_EQ(socket, gate->socket);
+    shutdownHow = how;
+    return originalShutdown(socket, how);
+}
+
+// On Windows it is the reader's direction that lets the reader see an end, too.
+TEST_F(LateReaderTest, ItsConnectionIsShutDownBothWays) {
+    const ImportPatch patch(ThisProgram(), "select", GatedSelect);
+    originalSelect = patch.Original<int WINAPI(int, fd_set*, fd_set*, fd_set*, const timeval*)>();
+    const ImportPatch shutdownPatch(ThisProgram(), "shutdown", RecordingShutdown);
+    originalShutdown = shutdownPatch.Original<int WINAPI(SOCKET, int)>();
+    shutdownHow = -1;
+    CancelWhileTheReaderWorks("");
+    EXPECT_EQ(shutdownHow, SD_BOTH);
+    browser->Close();
+    LetTheReaderEnd();
+}
+
 TEST_F(LateReaderTest, EndsSoonAfterTheListenerWhenItsBrowserCloses) {
     TraceRecording trace;
     const ImportPatch patch(ThisProgram(), "select", GatedSelect);

@@ -25,6 +25,7 @@ constexpr std::uint32_t kLongMs = 60000;
 // here, and the test reads when that thread has ended.
 struct Watch {
     DWORD thread = 0; // the one that creates the accept event
+    WSAEVENT acceptEvent = nullptr;
     HANDLE dataReady = nullptr;
     HANDLE timer = nullptr;
     SOCKET listening = INVALID_SOCKET;
@@ -70,7 +71,7 @@ HANDLE WINAPI CreateEventWatched(LPSECURITY_ATTRIBUTES security, BOOL manual, BO
 
 WSAEVENT WINAPI CreateWsaEventWatched() {
     watch->thread = GetCurrentThreadId();
-    return createWsaEvent();
+    return watch->acceptEvent = createWsaEvent();
 }
 
 HANDLE WINAPI CreateTimerWatched(LPSECURITY_ATTRIBUTES security, BOOL manual, LPCWSTR name) {
@@ -178,6 +179,28 @@ TEST_F(CallbackListenerCleanupTest, AfterARequestEverythingIsClosedInItsOrder) {
     EXPECT_THAT(own.closed, ElementsAre("browser", "listening", "accept event", "timer", "winsock"));
 }
 
+// The reader signals its data as the last but one of its steps.
+HANDLE readerMayEnd;
+BOOL(WINAPI* setEvent)(HANDLE);
+BOOL WINAPI SignalAndStay(HANDLE event) {
+    const BOOL done = setEvent(event);
+    WaitForSingleObject(readerMayEnd, 20000);
+    return done;
+}
+
+TEST_F(CallbackListenerCleanupTest, TheBrowserIsClosedWhileItsReaderIsStillEnding) {
+    const KernelHandle mayEnd(readerMayEnd = CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    {
+        const Replaced replaced("SetEvent", SignalAndStay, setEvent);
+        RunningListener listener(0, kLongMs, exitEvent.get());
+        RequestOnce(listener.Port(), "GET /?id=1 HTTP/1.1\r\n\r\n");
+        EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
+        EXPECT_THAT(own.closed, ElementsAre("browser", "listening", "accept event", "timer", "winsock"));
+        setEvent(readerMayEnd);
+        EXPECT_TRUE(threads.WaitForAll());
+    }
+}
+
 TEST_F(CallbackListenerCleanupTest, WithoutAConnectionTheRestIsClosedInItsOrder) {
     SetEvent(exitEvent.get());
     RunningListener listener(0, kLongMs, exitEvent.get());
@@ -198,6 +221,51 @@ TEST_F(CallbackListenerCleanupTest, TheRestOfALongRequestIsTakenOffBeforeClosing
     RequestOnce(listener.Port(), std::string(3000, 'x'));
     EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
     EXPECT_EQ(own.unread, 0u);
+}
+
+// Answered, but without an outcome.
+TEST_F(CallbackListenerCleanupTest, TheRestOfALongRequestWithoutATextIsTakenOffToo) {
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    RequestOnce(listener.Port(), std::string(3000, '\0'));
+    EXPECT_EQ(listener.Outcome(), std::nullopt);
+    EXPECT_EQ(own.unread, 0u);
+}
+
+DWORD(WINAPI* waitFor)(DWORD, const HANDLE*, BOOL, DWORD);
+DWORD WINAPI WaitWatched(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+    EXPECT_EQ(count, 4u);
+    EXPECT_EQ(handles[0], watch->acceptEvent);
+    EXPECT_EQ(handles[1], watch->dataReady);
+    EXPECT_EQ(handles[3], watch->timer);
+    return waitFor(count, handles, all, milliseconds);
+}
+
+// Of several that are signalled the first one counts: a request that has come more than the exit event, which counts
+// more than the timer.
+TEST_F(CallbackListenerCleanupTest, TheFourAreWaitedForInTheirOrder) {
+    const Replaced replaced("WaitForMultipleObjects", WaitWatched, waitFor);
+    SetEvent(exitEvent.get());
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Cancelled);
+}
+
+int discarded;
+int(WINAPI* receiveFrom)(SOCKET, char*, int, int);
+int WINAPI ReceiveWithoutEnd(SOCKET socket, char* buffer, int size, int flags) {
+    if (!watch->IsWatched()) {
+        return receiveFrom(socket, buffer, size, flags);
+    }
+    discarded += size;
+    return discarded < 1'000'000 ? size : 0;
+}
+
+TEST_F(CallbackListenerCleanupTest, ABrowserThatSendsWithoutEndIsCutOffAt64KiB) {
+    discarded = 0;
+    const Replaced replaced("recv", ReceiveWithoutEnd, receiveFrom);
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    RequestOnce(listener.Port(), "GET /?id=1 HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
+    EXPECT_EQ(discarded, 65536);
 }
 
 TEST_F(CallbackListenerCleanupTest, TheTimeOutIsSetOnTheListeningSocketAndByTheReader) {

@@ -207,24 +207,41 @@ TEST_F(CallbackListenerFailureTest, AWaitResultThatNobodyExpectsIsAFailure) {
                 ElementsAre("error:  WaitForMultipleObjects failed(0). dwWait=129"));
 }
 
+// A browser that gets no answer; the test's own send is replaced as well.
+void SayHelloInVain(std::uint16_t port) {
+    const int hello = 0x6F6C6C65; // "ello"
+    ScriptedConnection browser(port);
+    WSABUF buffer = {4, reinterpret_cast<char*>(const_cast<int*>(&hello))};
+    DWORD sent = 0;
+    EXPECT_EQ(WSASend(browser.Socket(), &buffer, 1, &sent, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(browser.ReceiveAll(), "");
+}
+
 TEST_F(CallbackListenerFailureTest, AnAnswerThatCannotBeSentEndsWithoutAnOutcome) {
     const ImportPatch patch(
         ThisProgram(), "send", +[](SOCKET, const char*, int, int) -> int {
             WSASetLastError(WSAECONNABORTED);
             return SOCKET_ERROR;
         });
-    onPort = [](std::uint16_t port) {
-        const int hello = 0x6F6C6C65; // "ello"; the test's own send is replaced as well
-        ScriptedConnection browser(port);
-        WSABUF buffer = {4, reinterpret_cast<char*>(const_cast<int*>(&hello))};
-        DWORD sent = 0;
-        EXPECT_EQ(WSASend(browser.Socket(), &buffer, 1, &sent, 0, nullptr, nullptr), 0);
-        EXPECT_EQ(browser.ReceiveAll(), "");
-    };
+    onPort = SayHelloInVain;
     EXPECT_THAT(Run(std::nullopt),
                 ElementsAre("info: Client socket(SOCKET) established.",
                             "debug: RecvFromSocket() Read event on the socket.",
                             "error: Cant send response to browser properly. LastError=10053",
+                            "error: RecvReqDataFromExtBrow() A dummy connection was made."));
+}
+
+TEST_F(CallbackListenerFailureTest, AnAnswerOfWhichNothingIsSentEndsWithoutAnOutcome) {
+    const ImportPatch patch(
+        ThisProgram(), "send", +[](SOCKET, const char*, int, int) -> int {
+            WSASetLastError(0);
+            return 0;
+        });
+    onPort = SayHelloInVain;
+    EXPECT_THAT(Run(std::nullopt),
+                ElementsAre("info: Client socket(SOCKET) established.",
+                            "debug: RecvFromSocket() Read event on the socket.",
+                            "error: Cant send response to browser properly. LastError=0",
                             "error: RecvReqDataFromExtBrow() A dummy connection was made."));
 }
 

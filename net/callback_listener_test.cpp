@@ -117,6 +117,43 @@ TEST_F(CallbackListenerTest, TheExitEventCancels) {
                             "either by user or internal."));
 }
 
+// Has the listener look again only when both its data and its exit event are signalled.
+struct BothSignalled {
+    HANDLE exitEvent;
+    KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    bool accepted = false;
+};
+BothSignalled* both;
+BOOL(WINAPI* originalSetEvent)(HANDLE);
+DWORD(WINAPI* originalWait)(DWORD, const HANDLE*, BOOL, DWORD);
+
+BOOL WINAPI SignalBoth(HANDLE event) {
+    originalSetEvent(event);
+    originalSetEvent(both->exitEvent);
+    return originalSetEvent(both->done.get());
+}
+
+DWORD WINAPI WaitForBoth(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+    if (both->accepted) {
+        EXPECT_EQ(WaitForSingleObject(both->done.get(), 10000), WAIT_OBJECT_0);
+    }
+    const DWORD wait = originalWait(count, handles, all, milliseconds);
+    both->accepted = wait == WAIT_OBJECT_0;
+    return wait;
+}
+
+TEST_F(CallbackListenerTest, ARequestThatHasComeCountsMoreThanTheExitEvent) {
+    BothSignalled own{exitEvent.get()};
+    both = &own;
+    const ImportPatch setEvent(GetModuleHandleW(nullptr), "SetEvent", SignalBoth);
+    originalSetEvent = setEvent.Original<BOOL WINAPI(HANDLE)>();
+    const ImportPatch wait(GetModuleHandleW(nullptr), "WaitForMultipleObjects", WaitForBoth);
+    originalWait = wait.Original<DWORD WINAPI(DWORD, const HANDLE*, BOOL, DWORD)>();
+    RunningListener listener(0, kLongMs, exitEvent.get());
+    EXPECT_EQ(RequestOnce(listener.Port(), kRequest), VpnAnswer());
+    EXPECT_EQ(listener.Outcome(), HttpUtilsError::Success);
+}
+
 TEST_F(CallbackListenerTest, ATimeOutOf1500MillisecondsFiresAfterOneSecond) {
     const auto start = Clock::now();
     RunningListener listener(0, 1500, exitEvent.get());

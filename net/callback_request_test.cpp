@@ -41,8 +41,9 @@ TEST(CallbackRequestTest, LeavesNoCopyOfAShortTextBehind) {
     auto* request = new (memory) CallbackRequest;
     StoreRequestText(*request, "?id=12345");
     StoreRequestText(*request, "?id");
-    request->~CallbackRequest();
     const std::string_view left(reinterpret_cast<const char*>(memory), sizeof(memory));
+    EXPECT_EQ(left.find("345"), std::string_view::npos); // of the text that is replaced
+    request->~CallbackRequest();
     EXPECT_EQ(left.find("?id"), std::string_view::npos);
     EXPECT_EQ(left.find("345"), std::string_view::npos);
 }

@@ -334,6 +334,33 @@ TEST_F(ListenerThreadTest, AFalseAcceptEventIsWaitedOut) {
     EXPECT_EQ(trace.Take().at(1), "info: False event signaled. Continue waiting...");
 }
 
+HANDLE createdDataEvent;
+WSAEVENT createdAcceptEvent;
+WSAEVENT(WINAPI* originalCreateWsaEvent)();
+
+HANDLE WINAPI KeepingCreateEvent(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL set, LPCWSTR name) {
+    return createdDataEvent = originalCreateEvent(security, manual, set, name);
+}
+
+WSAEVENT WINAPI KeepingCreateWsaEvent() {
+    return createdAcceptEvent = originalCreateWsaEvent();
+}
+
+TEST_F(ListenerThreadTest, AConnectionComesBeforeAReaderThatHasFinished) {
+    const ImportPatch createPatch(ThisProgram(), "CreateEventW", KeepingCreateEvent);
+    originalCreateEvent = createPatch.Original<HANDLE WINAPI(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR)>();
+    const ImportPatch createWsaPatch(ThisProgram(), "WSACreateEvent", KeepingCreateWsaEvent);
+    originalCreateWsaEvent = createWsaPatch.Original<WSAEVENT WINAPI()>();
+    const ImportPatch waitPatch(
+        ThisProgram(), "WaitForMultipleObjects", +[](DWORD, const HANDLE* handles, BOOL, DWORD) -> DWORD {
+            EXPECT_EQ(handles[0], createdAcceptEvent);
+            EXPECT_EQ(handles[1], createdDataEvent);
+            SetLastError(ERROR_ACCESS_DENIED);
+            return WAIT_FAILED;
+        });
+    EXPECT_THAT(RunToFailure(), ElementsAre("error:  WaitForMultipleObjects failed(5). dwWait=-1"));
+}
+
 TEST_F(ListenerThreadTest, AWaitThatFailsEndsIt) {
     const ImportPatch patch(
         ThisProgram(), "WaitForMultipleObjects",

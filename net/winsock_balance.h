@@ -3,6 +3,7 @@
 #include "tests/support/import_patch.h"
 
 #include <atomic>
+#include <gtest/gtest.h>
 #include <winsock2.h>
 
 namespace zelto::test {
@@ -21,6 +22,7 @@ public:
 
 private:
     static int WINAPI Startup(WORD version, LPWSADATA data) {
+        EXPECT_EQ(version, MAKEWORD(2, 2));
         const int error = startup_(version, data);
         held_ += error == 0 ? 1 : 0;
         return error;
