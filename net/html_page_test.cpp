@@ -4,6 +4,7 @@
 
 #include "net/callback_answer.h"
 #include "resources/resource_ids.h"
+#include "tests/support/import_patch.h"
 #include "tests/support/library_under_test.h"
 
 #include <algorithm>
@@ -47,6 +48,11 @@ TEST_P(HtmlPageTest, ShowsAnInlineIconAboveTheTitle) {
     EXPECT_LT(container, icon);
     EXPECT_LT(icon, title);
     EXPECT_LT(title, paragraph);
+}
+
+TEST_P(HtmlPageTest, IsCentredInTheWindowAndInItself) {
+    EXPECT_THAT(page, HasSubstr("  align-items: center;\r\n  justify-content: center;\r\n"));
+    EXPECT_THAT(page, HasSubstr("  text-align: center;\r\n"));
 }
 
 TEST_P(HtmlPageTest, EveryLineEndsInCarriageReturnAndLineFeed) {
@@ -119,6 +125,25 @@ TEST_F(LoadHtmlPageTest, AMissingPageLeavesTheTextEmpty) {
 TEST_F(LoadHtmlPageTest, WithoutAModuleThereIsNoPage) {
     std::string page = "old";
     EXPECT_EQ(LoadHtmlPage(nullptr, ZELTO_PAGE_VPN, page), 0);
+    EXPECT_EQ(page, "");
+}
+
+// The host may have pages of its own.
+TEST_F(LoadHtmlPageTest, WithoutAModuleTheHostIsNotSearched) {
+    const ImportPatch patch(
+        GetModuleHandleW(nullptr), "FindResourceW", +[](HMODULE, LPCWSTR, LPCWSTR) -> HRSRC {
+            ADD_FAILURE() << "searched";
+            return nullptr;
+        });
+    std::string page;
+    EXPECT_EQ(LoadHtmlPage(nullptr, ZELTO_PAGE_VPN, page), 0);
+}
+
+TEST_F(LoadHtmlPageTest, APageThatCannotBeLoadedIsNone) {
+    const ImportPatch patch(
+        GetModuleHandleW(nullptr), "LoadResource", +[](HMODULE, HRSRC) -> HGLOBAL { return nullptr; });
+    std::string page = "old";
+    EXPECT_EQ(LoadHtmlPage(library, ZELTO_PAGE_VPN, page), 0);
     EXPECT_EQ(page, "");
 }
 

@@ -28,6 +28,21 @@ SECTION_WRITE = 0x80000000
 CF_INSTRUMENTED = 0x00000100
 CF_FUNCTION_TABLE_PRESENT = 0x00000400
 
+# Resource types, and what the version resource says.
+RT_VERSION = 16
+RT_HTML = 23
+RT_MANIFEST = 24
+VERSION_FILE_IS_A_DLL = 2
+VERSION_TEXTS = {
+    "CompanyName": "Zelto",
+    "FileDescription": "ZeltoClient authentication library",
+    "FileVersion": "1.0.0.0",
+    "InternalName": "ZeltoAuth",
+    "OriginalFilename": "ZeltoAuth.dll",
+    "ProductName": "ZeltoClient",
+    "ProductVersion": "1.0.0.0",
+}
+
 # Windows' own DLLs that the library may stand on, and the client's session utility library. The C runtime comes as API
 # sets.
 ALLOWED_DLLS = {
@@ -153,13 +168,39 @@ class Products(unittest.TestCase):
         self.assertEqual(functions_in_test_support(ROOT / "tests" / "support" / "library_under_test.h"),
                          exports_of_def(pathlib.Path(OPTIONS.definition)))
 
+    def resources_of_type(self, number):
+        """(name, language, bytes) of each resource of that type."""
+        types = [entry for entry in self.image.DIRECTORY_ENTRY_RESOURCE.entries if entry.id == number]
+        return [(name.id, language.id,
+                 self.image.get_data(language.data.struct.OffsetToData, language.data.struct.Size))
+                for entry in types for name in entry.directory.entries for language in name.directory.entries]
+
     def test_the_version_resource_names_the_library(self):
-        strings = {}
-        for block in self.image.FileInfo[0]:
-            for table in getattr(block, "StringTable", []):
-                strings.update(table.entries)
-        self.assertEqual(strings[b"OriginalFilename"], b"ZeltoAuth.dll")
-        self.assertRegex(strings[b"FileVersion"], rb"^\d+\.\d+\.\d+")
+        fixed = self.image.VS_FIXEDFILEINFO[0]
+        for high, low in ((fixed.FileVersionMS, fixed.FileVersionLS),
+                          (fixed.ProductVersionMS, fixed.ProductVersionLS)):
+            self.assertEqual((high, low), (1 << 16, 0))
+        self.assertEqual(fixed.FileType, VERSION_FILE_IS_A_DLL)
+        self.assertEqual(fixed.FileFlags, 0)
+        texts = {key.decode(): value.decode() for block in self.image.FileInfo[0] if block.Key == b"StringFileInfo"
+                 for table in block.StringTable for key, value in table.entries.items()}
+        self.assertEqual(texts, VERSION_TEXTS)
+        translations = [entry.entry for block in self.image.FileInfo[0] if block.Key == b"VarFileInfo"
+                        for entry in block.Var]
+        self.assertEqual(translations, [{b"Translation": "0x0409 0x04b0"}])
+
+    def test_the_manifest_is_a_librarys_and_asks_for_no_rights(self):
+        manifests = self.resources_of_type(RT_MANIFEST)
+        self.assertEqual([name for name, _, _ in manifests], [2])
+        text = manifests[0][2].decode()
+        self.assertIn('<requestedExecutionLevel level="asInvoker" uiAccess="false"/>', text)
+        self.assertIn('name="ZeltoClient.ZeltoAuth"', text)
+
+    def test_every_resource_is_in_us_english(self):
+        for number in (RT_VERSION, RT_HTML, RT_MANIFEST):
+            found = self.resources_of_type(number)
+            self.assertNotEqual(found, [])
+            self.assertEqual({language for _, language, _ in found}, {0x0409}, f"type {number}")
 
     def test_pages_and_manifest_are_resources(self):
         ids = {(kind.id, entry.id) for kind in self.image.DIRECTORY_ENTRY_RESOURCE.entries
