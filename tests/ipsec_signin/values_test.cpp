@@ -74,6 +74,10 @@ TEST_F(IpsecSignInValuesTest, AZeroByteEndsTheUserName) {
     ExpectValues("GET /?tokenid=abc&username=bob%00by HTTP/1.1", L"abc", L"bob");
 }
 
+TEST_F(IpsecSignInValuesTest, AUserNameThatBeginsWithAZeroByteIsEmpty) {
+    ExpectValues("GET /?tokenid=abc&username=%00bob HTTP/1.1", L"abc", L"");
+}
+
 TEST_F(IpsecSignInValuesTest, LongValues) {
     const std::string token(450, 't');
     const std::string name(450, 'n');

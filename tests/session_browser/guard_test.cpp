@@ -6,7 +6,9 @@
 #include "tests/support/shortage.h"
 
 #include <algorithm>
+#include <chrono>
 #include <future>
+#include <stdexcept>
 #include <system_error>
 
 namespace zelto::test {
@@ -129,6 +131,39 @@ TEST_F(SessionSignInGuardTest, SecondCallerIsTurnedAwayBeforeAListenerExists) {
     EXPECT_EQ(std::count_if(log.begin(), log.end(),
                             [](const std::string& line) { return line.starts_with("info: called. "); }),
               1);
+}
+
+// The same on the listener's thread: the browser was sent for nothing.
+TEST_F(SessionSignInGuardTest, AListenerWithoutMemoryGivesNoId) {
+    const std::string id(40, 'i');
+    browser_ = [this, id] {
+        try {
+            ScriptedConnection connection(RedirectPort(), std::chrono::milliseconds(500));
+            connection.Send("GET /?id=" + id + " HTTP/1.1\r\n\r\n");
+            connection.ReceiveAll(std::chrono::milliseconds(500));
+        } catch (const std::runtime_error&) {
+            // the listener has gone already
+        }
+    };
+    SignIn(); // what is allocated once is allocated now
+    Patch("malloc", &AllocateUntilShortage);
+    Patch("_beginthreadex", &BeginInShortage);
+    int failures = 0;
+    for (int number = 1; number < 50; ++number) {
+        sessionCalls_.clear();
+        std::ranges::copy(std::string_view("old\0", 4), buffer_.begin());
+        shortThread = 1;
+        failingAllocation = number;
+        EXPECT_EQ(SignIn(), 0u) << "allocation " << number;
+        shortage.thread = 0;
+        if (!shortage.struck) {
+            EXPECT_EQ(Response(), id);
+            break;
+        }
+        EXPECT_EQ(Response(), "old") << "allocation " << number;
+        ++failures;
+    }
+    EXPECT_GE(failures, 3);
 }
 
 // Wherever the memory runs out on the calling thread, nobody is left behind that would end the process.

@@ -2,6 +2,8 @@
 
 #include "tests/support/shortage.h"
 
+#include <chrono>
+#include <stdexcept>
 #include <system_error>
 
 namespace zelto::test {
@@ -46,17 +48,64 @@ TEST_F(SslSignInThreadTest, AReaderThatCannotBeStartedCountsAsFailed) {
 
 class SslSignInMemoryTest : public SignInTest {
 protected:
-    // A sign-in in which the library's `number`th allocation on the calling thread fails. A listener that has
-    // been started ends by the exit event.
+    // A sign-in in which the library's `number`th allocation on the calling thread fails. Who opens the browser
+    // cancels.
     std::uint32_t SignInWithFailing(int number) {
+        ResetEvent(exitEvent_);
+        browser_ = [this] { SetEvent(exitEvent_); };
         shortage = {GetCurrentThreadId(), number, false};
         const std::uint32_t result = SignIn();
         shortage.thread = 0;
         return result;
     }
+
+    // Sign-ins in which each allocation in turn fails on the library's thread with this number.
+    void SignInWithShortThread(int thread, const std::vector<std::string>& errorsOfEach) {
+        const std::string request = "GET /?id=" + std::string(40, 'i') + " HTTP/1.1\r\n\r\n";
+        browser_ = [this, request] {
+            try {
+                ScriptedConnection connection(ssoPort_, std::chrono::milliseconds(500));
+                connection.Send(request);
+                connection.ReceiveAll();
+            } catch (const std::runtime_error&) {
+                // the listener has gone already
+            }
+        };
+        SignIn(); // what is allocated once is allocated now
+        Patch("malloc", &AllocateUntilShortage);
+        Patch("_beginthreadex", &BeginInShortage);
+        std::vector<std::string> errors;
+        for (int number = 1; number < 50; ++number) {
+            UsePort();
+            shortThread = thread;
+            failingAllocation = number;
+            const std::uint32_t result = SignIn();
+            shortage.thread = 0;
+            if (!shortage.struck) {
+                EXPECT_EQ(result, 0u);
+                break;
+            }
+            EXPECT_EQ(result, kFailed) << "allocation " << number;
+            errors.insert(errors.end(), errorsOfEach.begin(), errorsOfEach.end());
+        }
+        EXPECT_GE(errors.size(), 3 * errorsOfEach.size());
+        EXPECT_EQ(Errors(), errors);
+    }
 };
 
+TEST_F(SslSignInMemoryTest, AListenerWithoutMemoryHasFailed) {
+    SignInWithShortThread(1, {"error: Could not determine error code 1."});
+}
+
+TEST_F(SslSignInMemoryTest, AReaderWithoutMemoryCountsAsABrowserThatSendsNothing) {
+    SignInWithShortThread(2, {"error: RecvReqDataFromExtBrow() A dummy connection was made.",
+                              "error: Could not determine error code 1."});
+}
+
+// Nobody waits for a browser that was not opened: the time-out is longer than the test may take.
 TEST_F(SslSignInMemoryTest, NoMemoryIsAFailureAndNoException) {
+    SetGateway(R"({"remoteauthtimeout":600})");
+    maximumTimeout_ = 600;
     SetEvent(exitEvent_);
     SignIn(); // what is allocated once is allocated now
     Patch("malloc", &AllocateUntilShortage);

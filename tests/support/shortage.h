@@ -41,4 +41,23 @@ inline void* __cdecl AllocateUntilShortage(std::size_t size) {
     return std::malloc(size);
 }
 
+// Which of the threads that the library begins from now on is short of memory from its start, counted from 1, and which
+// of its allocations then fails.
+inline std::atomic<int> shortThread;
+inline std::atomic<int> failingAllocation;
+
+// For "_beginthreadex".
+inline std::uintptr_t __cdecl BeginInShortage(void* security, unsigned stack, _beginthreadex_proc_type start,
+                                              void* argument, unsigned flags, unsigned* id) {
+    if (--shortThread != 0) {
+        return _beginthreadex(security, stack, start, argument, flags, id);
+    }
+    unsigned shortOne = 0;
+    const std::uintptr_t thread =
+        _beginthreadex(security, stack, start, argument, flags | CREATE_SUSPENDED, &shortOne);
+    shortage = {shortOne, failingAllocation, false};
+    ResumeThread(reinterpret_cast<HANDLE>(thread));
+    return thread;
+}
+
 } // namespace zelto::test
