@@ -104,6 +104,7 @@ TEST(ParseRemoteGatewayTest, AnEmptyRealmReplacesTheOldOne) {
 
 TEST(GatewayOriginTest, APortOfZeroIsLeftOut) {
     EXPECT_EQ(GatewayOrigin(L"gw", 0), L"https://gw");
+    EXPECT_EQ(GatewayOrigin(L"gw", 1), L"https://gw:1");
     EXPECT_EQ(GatewayOrigin(L"gw", 8443), L"https://gw:8443");
 }
 

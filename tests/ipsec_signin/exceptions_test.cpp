@@ -59,6 +59,7 @@ TEST_F(IpsecSignInTest, NoMemoryIsAFailureAndNoException) {
     SignIn(); // what is allocated once is allocated now
     Patch("malloc", &AllocateUntilShortage);
     int failures = 0;
+    std::ptrdiff_t exceptions = 0;
     for (int number = 1; number < 200; ++number) {
         ResetEvent(exitEvent_);
         browser_ = [this] { SetEvent(exitEvent_); };
@@ -75,8 +76,12 @@ TEST_F(IpsecSignInTest, NoMemoryIsAFailureAndNoException) {
         // A start page that there is no memory for counts as an empty one; a record of the log is left out.
         EXPECT_THAT(result, AnyOf(kFailed, kTimeout, kCancelled)) << "allocation " << number;
         failures += result == kCancelled ? 0 : 1;
+        exceptions += result == kFailed ? 1 : 0;
     }
     EXPECT_GT(failures, 3);
+    EXPECT_GT(exceptions, 1);
+    EXPECT_EQ(std::ranges::count(Errors(), "error: GetIpsecSamlDataExternalBrowser() out of memory."),
+              exceptions);
 }
 
 // The same for a sign-in that the browser completes: what is written is written whole, and a failure writes nothing.

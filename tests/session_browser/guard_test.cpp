@@ -191,6 +191,9 @@ TEST_F(SessionSignInGuardTest, NoMemoryIsAFailureAndNoException) {
         failures += result == kFailed ? 1 : 0;
     }
     EXPECT_GT(failures, 3);
+    EXPECT_EQ(Errors(),
+              std::vector<std::string>(static_cast<std::size_t>(failures),
+                                       "error: SamlAuthGetResponseUsingExternalBrowser() out of memory."));
 }
 
 } // namespace
