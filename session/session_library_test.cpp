@@ -6,8 +6,9 @@
 #include "tests/support/import_patch.h"
 #include "tests/support/library_under_test.h"
 #include "tests/support/process_counts.h"
+#include "tests/support/shortage.h"
 
-#include <functional>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -39,16 +40,23 @@ DWORD ExitCode(HANDLE process) {
     return code;
 }
 
-// What CreateProcessAsUserW was given.
+// What CreateProcessAsUserW was given, or CreateProcessW: then without a token.
 struct UserStart {
     HANDLE token = nullptr;
     std::wstring application;
+    std::wstring commandLine;
+    bool hasSecurity = false; // of process or thread
     BOOL inheritHandles = FALSE;
     DWORD flags = 0;
     void* environment = nullptr;
-    bool hasCurrentDirectory = false;
+    std::wstring currentDirectory;
+    DWORD startupSize = 0;
     std::wstring desktop;
 };
+
+std::wstring TextOr(const wchar_t* text) {
+    return text == nullptr ? L"none" : text;
+}
 
 class SessionLibraryTest : public ::testing::Test {
 protected:
@@ -59,6 +67,7 @@ protected:
         selectSession_ = Export<decltype(&SelectCurrentActiveTSSession)>("SelectCurrentActiveTSSession");
         queriedSession = 0;
         userStart = {};
+        starts = 0;
     }
     ~SessionLibraryTest() override {
         patches_.clear();
@@ -90,19 +99,36 @@ protected:
         SetLastError(ERROR_NO_TOKEN);
         return FALSE;
     }
-    static BOOL WINAPI BuildNoEnvironment(void**, HANDLE, BOOL) {
+    static BOOL WINAPI BuildNoEnvironment(void** block, HANDLE, BOOL) {
+        *block = GetCurrentProcess(); // means nothing
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return FALSE;
     }
     // Starts as the caller what was to be started as the user.
     static BOOL WINAPI StartInstead(HANDLE token, LPCWSTR application, LPWSTR commandLine,
-                                    LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL inheritHandles,
-                                    DWORD flags, LPVOID environment, LPCWSTR directory,
+                                    LPSECURITY_ATTRIBUTES process, LPSECURITY_ATTRIBUTES thread,
+                                    BOOL inheritHandles, DWORD flags, LPVOID environment, LPCWSTR directory,
                                     LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
-        userStart = {token,       application,          inheritHandles,    flags,
-                     environment, directory != nullptr, startup->lpDesktop};
+        ++starts;
+        userStart = {token,
+                     TextOr(application),
+                     TextOr(commandLine),
+                     process != nullptr || thread != nullptr,
+                     inheritHandles,
+                     flags,
+                     environment,
+                     TextOr(directory),
+                     startup->cb,
+                     TextOr(startup->lpDesktop)};
         return CreateProcessW(application, commandLine, nullptr, nullptr, inheritHandles, flags, environment,
                               directory, startup, started);
+    }
+    static BOOL WINAPI StartAsCaller(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+                                     LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags,
+                                     LPVOID environment, LPCWSTR directory, LPSTARTUPINFOW startup,
+                                     LPPROCESS_INFORMATION started) {
+        return StartInstead(nullptr, application, commandLine, process, thread, inheritHandles, flags,
+                            environment, directory, startup, started);
     }
     static BOOL WINAPI StartWithoutHandlesOnly(HANDLE token, LPCWSTR application, LPWSTR commandLine,
                                                LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES,
@@ -118,12 +144,14 @@ protected:
     }
     static BOOL WINAPI StartNothing(HANDLE, LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES,
                                     BOOL, DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION) {
+        ++starts;
         SetLastError(ERROR_ELEVATION_REQUIRED);
         return FALSE;
     }
 
     static ULONG queriedSession;
     static UserStart userStart;
+    static int starts;
     HMODULE module_;
     decltype(&CreateProcessInSessionEx) createProcess_;
     decltype(&SelectCurrentActiveTSSession) selectSession_;
@@ -134,28 +162,59 @@ private:
 
 ULONG SessionLibraryTest::queriedSession;
 UserStart SessionLibraryTest::userStart;
+int SessionLibraryTest::starts;
 
 TEST_F(SessionLibraryTest, TheOnlySessionIsTheActiveOne) {
     EXPECT_EQ(selectSession_(), OwnSession());
 }
 
-BOOL WINAPI ListTwoSessions(HANDLE, DWORD, DWORD, WTS_SESSION_INFOW** list, DWORD* count) {
-    static WTS_SESSION_INFOW sessions[2] = {};
-    sessions[0].SessionId = 0;
-    sessions[0].State = WTSDisconnected;
-    sessions[1].SessionId = kOtherSession;
-    sessions[1].State = WTSActive;
-    *list = sessions;
-    *count = 2;
+WTS_SESSION_INFOW listed[3];
+int listsInUse;
+
+// One session that nobody has signed in to, one that its user has left, and one in use.
+BOOL WINAPI ListThreeSessions(HANDLE server, DWORD reserved, DWORD version, WTS_SESSION_INFOW** list,
+                              DWORD* count) {
+    EXPECT_EQ(server, WTS_CURRENT_SERVER_HANDLE);
+    EXPECT_EQ(reserved, 0u);
+    EXPECT_EQ(version, 1u);
+    const WTS_CONNECTSTATE_CLASS states[] = {WTSConnected, WTSDisconnected, WTSActive};
+    for (DWORD i = 0; i < 3; ++i) {
+        listed[i].SessionId = kOtherSession - 2 + i;
+        listed[i].State = states[i];
+    }
+    *list = listed;
+    *count = 3;
+    ++listsInUse;
     return TRUE;
 }
 
-void WINAPI FreeNothing(void*) {}
+void WINAPI TakeListBack(void* list) {
+    EXPECT_EQ(list, listed);
+    --listsInUse;
+}
 
-TEST_F(SessionLibraryTest, ASessionInUseElsewhereIsTheActiveOne) {
-    Patch("WTSEnumerateSessionsW", &ListTwoSessions);
-    Patch("WTSFreeMemory", &FreeNothing);
+class SessionListTest : public SessionLibraryTest {
+protected:
+    SessionListTest() {
+        listsInUse = 0;
+        Patch("WTSEnumerateSessionsW", &ListThreeSessions);
+        Patch("WTSFreeMemory", &TakeListBack);
+        Patch("WTSGetActiveConsoleSessionId", +[]() -> DWORD { return 5; });
+    }
+};
+
+TEST_F(SessionListTest, ASessionInUseElsewhereIsTheActiveOne) {
     EXPECT_EQ(selectSession_(), kOtherSession);
+    EXPECT_EQ(listsInUse, 0);
+}
+
+TEST_F(SessionListTest, WithoutMemoryForTheListTheConsoleCounts) {
+    Patch("malloc", &AllocateUntilShortage);
+    shortage = {GetCurrentThreadId(), 2, false}; // when the list grows
+    EXPECT_EQ(selectSession_(), 5u);
+    EXPECT_TRUE(shortage.struck);
+    shortage.thread = 0;
+    EXPECT_EQ(listsInUse, 0);
 }
 
 TEST_F(SessionLibraryTest, InTheOwnSessionTheProgramIsStartedAsTheCaller) {
@@ -166,6 +225,84 @@ TEST_F(SessionLibraryTest, InTheOwnSessionTheProgramIsStartedAsTheCaller) {
     const KernelHandle owned(process);
     EXPECT_EQ(processId, GetProcessId(process));
     EXPECT_EQ(ExitCode(process), 7u);
+}
+
+TEST_F(SessionLibraryTest, InTheOwnSessionTheProgramGetsWhatTheCallerAskedFor) {
+    Patch("CreateProcessW", &StartAsCaller);
+    const std::wstring directory = std::filesystem::path(CommandProcessor()).parent_path().wstring();
+    for (const int inheritHandles : {0, 1}) {
+        std::wstring commandLine = L"cmd /c exit 8";
+        HANDLE process = nullptr;
+        ASSERT_EQ(createProcess_(OwnSession(), CommandProcessor().c_str(), commandLine.data(), inheritHandles,
+                                 CREATE_NO_WINDOW, directory.c_str(), nullptr, &process),
+                  0);
+        EXPECT_EQ(ExitCode(KernelHandle(process).get()), 8u);
+        EXPECT_EQ(userStart.application, CommandProcessor());
+        EXPECT_EQ(userStart.commandLine, L"cmd /c exit 8");
+        EXPECT_FALSE(userStart.hasSecurity);
+        EXPECT_EQ(userStart.inheritHandles, inheritHandles);
+        EXPECT_EQ(userStart.flags, static_cast<DWORD>(CREATE_NO_WINDOW));
+        EXPECT_EQ(userStart.environment, nullptr);
+        EXPECT_EQ(userStart.currentDirectory, directory);
+        EXPECT_EQ(userStart.startupSize, sizeof(STARTUPINFOW));
+        EXPECT_EQ(userStart.desktop, L"none");
+    }
+}
+
+TEST_F(SessionLibraryTest, InAnotherSessionTheProgramGetsWhatTheCallerAskedFor) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartInstead);
+    const std::wstring directory = std::filesystem::path(CommandProcessor()).parent_path().wstring();
+    for (const int inheritHandles : {0, 1}) {
+        std::wstring commandLine = L"cmd /c exit 8";
+        HANDLE process = nullptr;
+        ASSERT_EQ(createProcess_(kOtherSession, CommandProcessor().c_str(), commandLine.data(),
+                                 inheritHandles, CREATE_NO_WINDOW, directory.c_str(), nullptr, &process),
+                  0);
+        EXPECT_EQ(ExitCode(KernelHandle(process).get()), 8u);
+        EXPECT_EQ(userStart.commandLine, L"cmd /c exit 8");
+        EXPECT_FALSE(userStart.hasSecurity);
+        EXPECT_EQ(userStart.inheritHandles, inheritHandles);
+        EXPECT_EQ(userStart.flags, static_cast<DWORD>(CREATE_NO_WINDOW | CREATE_UNICODE_ENVIRONMENT));
+        EXPECT_EQ(userStart.currentDirectory, directory);
+        EXPECT_EQ(userStart.startupSize, sizeof(STARTUPINFOW));
+    }
+}
+
+HANDLE environmentsToken;
+void* environmentBlock;
+int environmentsInUse;
+
+TEST_F(SessionLibraryTest, TheEnvironmentIsTheUsersOwnAndIsGivenBack) {
+    environmentsInUse = 0;
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartInstead);
+    Patch(
+        "CreateEnvironmentBlock", +[](void** block, HANDLE token, BOOL inherit) -> BOOL {
+            EXPECT_FALSE(inherit); // nothing of the caller's
+            environmentsToken = token;
+            ++environmentsInUse;
+            const BOOL result = CreateEnvironmentBlock(block, token, inherit);
+            environmentBlock = *block;
+            return result;
+        });
+    Patch(
+        "DestroyEnvironmentBlock", +[](void* block) -> BOOL {
+            EXPECT_EQ(block, environmentBlock);
+            --environmentsInUse;
+            return DestroyEnvironmentBlock(block);
+        });
+    ASSERT_EQ(Start(kOtherSession, nullptr, nullptr), 0);
+    EXPECT_EQ(userStart.token, environmentsToken);
+    EXPECT_EQ(userStart.environment, environmentBlock);
+    EXPECT_EQ(environmentsInUse, 0);
+}
+
+// The unknown session is not taken for session 0.
+TEST_F(SessionLibraryTest, AnOwnSessionThatCannotBeFoundOutIsAnother) {
+    Patch("ProcessIdToSessionId", +[](DWORD, DWORD*) -> BOOL { return FALSE; });
+    Patch("WTSQueryUserToken", &GiveNoToken);
+    EXPECT_EQ(Start(0, nullptr, nullptr), ZELTO_SESSION_E_NO_USER);
 }
 
 TEST_F(SessionLibraryTest, InAnotherSessionTheProgramIsStartedAsItsUser) {
@@ -181,7 +318,7 @@ TEST_F(SessionLibraryTest, InAnotherSessionTheProgramIsStartedAsItsUser) {
     EXPECT_TRUE(userStart.inheritHandles);
     EXPECT_EQ(userStart.flags, static_cast<DWORD>(CREATE_UNICODE_ENVIRONMENT));
     EXPECT_NE(userStart.environment, nullptr);
-    EXPECT_FALSE(userStart.hasCurrentDirectory);
+    EXPECT_EQ(userStart.currentDirectory, L"none");
     EXPECT_EQ(userStart.desktop, L"winsta0\\default");
     EXPECT_EQ(processId, GetProcessId(process));
     EXPECT_EQ(ExitCode(process), 7u);
@@ -224,6 +361,37 @@ TEST_F(SessionLibraryTest, TheProgramCannotBeStartedAsTheUser) {
     EXPECT_EQ(process, nullptr);
 }
 
+TEST_F(SessionLibraryTest, AStartWithoutHandlesIsNotMadeAgain) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartNothing);
+    std::wstring commandLine = L"cmd /c exit 7";
+    EXPECT_EQ(createProcess_(kOtherSession, CommandProcessor().c_str(), commandLine.data(), 0, 0, nullptr,
+                             nullptr, nullptr),
+              ZELTO_SESSION_E_PROCESS);
+    EXPECT_EQ(starts, 1);
+    EXPECT_EQ(Start(kOtherSession, nullptr, nullptr), ZELTO_SESSION_E_PROCESS);
+    EXPECT_EQ(starts, 3); // with handles, and then without
+}
+
+TEST_F(SessionLibraryTest, TheLastErrorIsThatOfTheFailedStart) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartNothing);
+    Patch(
+        "DestroyEnvironmentBlock", +[](void* block) -> BOOL {
+            const BOOL result = DestroyEnvironmentBlock(block);
+            SetLastError(ERROR_INVALID_BLOCK);
+            return result;
+        });
+    Patch(
+        "CloseHandle", +[](HANDLE handle) -> BOOL {
+            const BOOL result = CloseHandle(handle);
+            SetLastError(ERROR_INVALID_HANDLE);
+            return result;
+        });
+    EXPECT_EQ(Start(kOtherSession, nullptr, nullptr), ZELTO_SESSION_E_PROCESS);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ELEVATION_REQUIRED));
+}
+
 TEST_F(SessionLibraryTest, TheProgramIsNotThere) {
     std::wstring commandLine = L"x";
     HANDLE process = nullptr;
@@ -250,6 +418,14 @@ TEST_F(SessionLibraryTest, TheCommandLineAloneNamesTheProgram) {
     HANDLE process = nullptr;
     ASSERT_EQ(createProcess_(OwnSession(), nullptr, commandLine.data(), 1, 0, nullptr, nullptr, &process), 0);
     EXPECT_EQ(ExitCode(KernelHandle(process).get()), 9u);
+}
+
+TEST_F(SessionLibraryTest, TheApplicationAloneNamesTheProgram) {
+    Patch("WTSQueryUserToken", &GiveOwnToken);
+    Patch("CreateProcessAsUserW", &StartNothing); // it would wait for what it is to do
+    EXPECT_EQ(
+        createProcess_(kOtherSession, CommandProcessor().c_str(), nullptr, 1, 0, nullptr, nullptr, nullptr),
+        ZELTO_SESSION_E_PROCESS);
 }
 
 TEST_F(SessionLibraryTest, NoHandleIsLeftWhateverTheOutcome) {
