@@ -42,11 +42,23 @@ TEST(CopyTruncatingTest, ANullBufferIsLeftAlone) {
     CopyTruncating(nullptr, 5, "abc");
 }
 
+TEST(CopyTruncatingTest, WideTextIsCountedInCharacters) {
+    for (const std::size_t size : {0u, 1u, 3u, 4u, 5u}) {
+        std::wstring memory(8, L'#');
+        CopyTruncating(memory.data(), size, L"a\x6771z");
+        std::wstring expected = size == 0 ? L"" : std::wstring(L"a\x6771z").substr(0, size - 1) + L'\0';
+        expected.resize(8, L'#');
+        EXPECT_EQ(memory, expected) << size;
+    }
+}
+
 TEST(FitsBufferTest, NeedsRoomForTheTerminator) {
     EXPECT_FALSE(FitsBuffer(0, ""));
     EXPECT_TRUE(FitsBuffer(1, ""));
     EXPECT_FALSE(FitsBuffer(3, "abc"));
     EXPECT_TRUE(FitsBuffer(4, "abc"));
+    EXPECT_FALSE(FitsBuffer(3, L"abc"));
+    EXPECT_TRUE(FitsBuffer(4, L"abc"));
 }
 
 } // namespace

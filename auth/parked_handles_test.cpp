@@ -1,7 +1,11 @@
 #include "auth/parked_handles.h"
 
+#include "tests/support/import_patch.h"
+
 #include <cstdint>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 
 namespace zelto {
 namespace {
@@ -49,14 +53,50 @@ TEST(ParkedHandlesTest, EveryParkedPairIsFound) {
     EXPECT_FALSE(TakeParkedHandles(pair));
 }
 
-TEST(ParkedHandlesTest, OtherAtomsOfTheHostAreLeftAlone) {
-    const ATOM before = AddAtomW(L"ZeltoAuth parked handles, a host's own text of about the same length");
+// The atom that tells that something is parked.
+constexpr wchar_t kMarker[] = L"ZeltoAuth parked handles";
+
+TEST(ParkedHandlesTest, NothingOfATakenPairIsLeftBehind) {
+    const std::wstring parked = std::wstring(kMarker) + L": 0000000000000004 0000000000000008";
+    for (int round = 0; round < 2; ++round) {
+        ParkHandles({Fake(4), Fake(8)});
+        EXPECT_NE(FindAtomW(parked.c_str()), 0);
+        EXPECT_NE(FindAtomW(kMarker), 0);
+        HandlePair pair = {};
+        EXPECT_TRUE(TakeParkedHandles(pair));
+        EXPECT_EQ(FindAtomW(parked.c_str()), 0);
+        EXPECT_EQ(FindAtomW(kMarker), 0);
+    }
+}
+
+TEST(ParkedHandlesTest, WhatCannotBeParkedIsNotAnnounced) {
+    const test::ImportPatch refusing(
+        GetModuleHandleW(nullptr), "AddAtomW", +[](LPCWSTR name) -> ATOM {
+            return std::wstring_view(name) == kMarker ? AddAtomA("ZeltoAuth parked handles") : ATOM{0};
+        });
     ParkHandles({Fake(4), Fake(8)});
-    HandlePair pair = {};
-    EXPECT_TRUE(TakeParkedHandles(pair));
-    wchar_t name[100] = {};
-    EXPECT_NE(GetAtomNameW(before, name, 100), 0u);
-    DeleteAtom(before);
+    EXPECT_EQ(FindAtomW(kMarker), 0);
+}
+
+// They begin like a parked pair, or are as long as one, and come before it in the table.
+TEST(ParkedHandlesTest, OtherAtomsOfTheHostAreLeftAlone) {
+    for (const wchar_t* text :
+         {L"ZeltoAuth parked handles, a host's own text of about the same length",
+          L"ZeltoAuth parked handles: 0000000000000010 0000000000000020 and more",
+          L"ZeltoAuth parked handles: 0000000000000010 00000000000000200", L"ZeltoAuth parked handles: 10 20",
+          L"ZeltoAuth parked handles- 0000000000000010 0000000000000020",
+          L"AnotherOne parked handle: 0000000000000010 0000000000000020"}) {
+        const ATOM before = AddAtomW(text);
+        ParkHandles({Fake(4), Fake(8)});
+        HandlePair pair = {};
+        EXPECT_TRUE(TakeParkedHandles(pair));
+        EXPECT_EQ(pair[0], Fake(4)) << std::filesystem::path(text);
+        EXPECT_EQ(pair[1], Fake(8)) << std::filesystem::path(text);
+        wchar_t name[100] = {};
+        EXPECT_NE(GetAtomNameW(before, name, 100), 0u);
+        EXPECT_STREQ(name, text);
+        DeleteAtom(before);
+    }
 }
 
 } // namespace
