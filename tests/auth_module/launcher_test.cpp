@@ -93,6 +93,7 @@ struct BlockRequest {
     DWORD protection;
     std::uint64_t size;
     bool named;
+    DWORD securitySize;
 } blockRequest;
 
 HANDLE WINAPI RecordBlock(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high,
@@ -102,7 +103,8 @@ HANDLE WINAPI RecordBlock(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD pro
                     security != nullptr && security->lpSecurityDescriptor != nullptr,
                     protection,
                     (std::uint64_t{high} << 32) | low,
-                    name != nullptr};
+                    name != nullptr,
+                    security == nullptr ? 0 : security->nLength};
     return CreateFileMappingW(file, security, protection, high, low, name);
 }
 
@@ -115,6 +117,21 @@ TEST_F(LauncherTest, TheBlockIsUnnamedInheritableAndOf64KiB) {
     EXPECT_EQ(blockRequest.protection, static_cast<DWORD>(PAGE_READWRITE));
     EXPECT_EQ(blockRequest.size, 65'536u);
     EXPECT_FALSE(blockRequest.named);
+    EXPECT_EQ(blockRequest.securitySize, sizeof(SECURITY_ATTRIBUTES));
+}
+
+void* mappedView;
+
+void* WINAPI MapAndFill(HANDLE mapping, DWORD access, DWORD high, DWORD low, SIZE_T size) {
+    mappedView = MapViewOfFile(mapping, access, high, low, size);
+    std::memset(mappedView, '#', size);
+    return mappedView;
+}
+
+TEST_F(LauncherTest, TheBlockIsFilledWithZerosWhateverItHolds) {
+    Patch("MapViewOfFile", &MapAndFill);
+    EXPECT_EQ(TwoFactor(), kOk);
+    EXPECT_TRUE(Record().blockIsZero);
 }
 
 HANDLE createdBlock;
@@ -213,6 +230,26 @@ TEST_F(LauncherTest, ALibraryPathThatCannotBeReadIsInTheCurrentFolder) {
     EXPECT_EQ(localStart.application, L".\\ZeltoAuth.exe");
     EXPECT_EQ(folderEntered, L".\\");
     EXPECT_EQ(Log().front(), "debug: CurrentDir=.\\");
+}
+
+// A path of as many characters as the system's longest has.
+DWORD WINAPI NameOf259Characters(HMODULE, LPWSTR buffer, DWORD size) {
+    const std::wstring path = L"C:\\" + std::wstring(242, L'f') + L"\\ZeltoAuth.dll";
+    EXPECT_EQ(path.size(), 259u);
+    const DWORD length = std::min(size, DWORD{260});
+    path.copy(buffer, length - 1);
+    buffer[length - 1] = L'\0';
+    return length == 260 ? 259 : size;
+}
+
+TEST_F(LauncherTest, ALibraryPathMayBeAsLongAsTheSystemAllows) {
+    Patch("GetModuleFileNameW", &NameOf259Characters);
+    Patch("SetCurrentDirectoryW", &SetNoDirectory);
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    const std::string folder = "C:\\" + std::string(242, 'f') + "\\";
+    const Lines log = Log();
+    EXPECT_EQ(log[0], "debug: CurrentDir=" + folder);
+    EXPECT_EQ(log[2], "debug: RunZeltoAuthInSession() auth provider selected: " + folder + "ZeltoAuth.exe");
 }
 
 HANDLE WINAPI CreateNoBlock(HANDLE, LPSECURITY_ATTRIBUTES, DWORD, DWORD, DWORD, LPCWSTR) {
@@ -481,18 +518,19 @@ TEST_F(LauncherTest, AnAbandonedLockCountsAsTaken) {
 
 TEST_F(LauncherTest, TheWholeLogOfAPrompt) {
     Patch("CreateProcessW", &RecordStart);
+    Patch("MapViewOfFile", &MapAndFill);
     Script({Answer("123456")});
     EXPECT_EQ(TwoFactor(), kOk);
     const ModuleRecord record = Record();
-    char block[64];
-    std::snprintf(block, sizeof(block), "debug: hMap=0x%016llX, pMappedBuf=0x",
-                  std::strtoull(record.receiver.c_str(), nullptr, 10));
+    char block[80];
+    std::snprintf(block, sizeof(block), "debug: hMap=0x%016llX, pMappedBuf=0x%016llX",
+                  std::strtoull(record.receiver.c_str(), nullptr, 10),
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(mappedView)));
     const std::string folder = ModuleFolder().string() + "\\";
     const std::string options = "--object=2fa --description=\"Enter the code\" --timeout=60";
     Lines log = Log();
     ASSERT_EQ(log.size(), 9u);
-    EXPECT_EQ(log[3].substr(0, std::strlen(block)), block);
-    EXPECT_EQ(log[3].size(), std::strlen(block) + 16);
+    EXPECT_EQ(log[3], block);
     log.erase(log.begin() + 3);
     EXPECT_EQ(
         log,
@@ -747,6 +785,19 @@ TEST_F(LauncherOrderTest, OfLogLinesAndSteps) {
 TEST_F(LauncherOrderTest, OfACancel) {
     EXPECT_EQ(Cancelled([&] { return TwoFactor(); }), kCancelled);
     EXPECT_EQ(steps, kStepsToTheWait + Lines{"terminate"} + kCleanUp);
+}
+
+TEST_F(LauncherOrderTest, OfACancelAndItsLogLine) {
+    Patch("GetTickCount", &NoteRecord);
+    EXPECT_EQ(Cancelled([&] {
+                  launchThread = GetCurrentThreadId();
+                  return TwoFactor();
+              }),
+              kCancelled);
+    const Lines end = {"wait", "terminate", "record", "close process", "unmap", "close block", "unlock"};
+    ASSERT_GE(steps.size(), end.size());
+    EXPECT_EQ(Lines(steps.end() - static_cast<std::ptrdiff_t>(end.size()), steps.end()), end);
+    EXPECT_EQ(Log().back(), "info: Caller deliberately terminates auth process.");
 }
 
 TEST_F(LauncherTest, AStopBetweenResetAndWaitCancels) {

@@ -125,6 +125,90 @@ TEST_F(SessionTest, ALocalStartWaitsForAnotherProgramsStart) {
     ExpectStartWaits();
 }
 
+HANDLE block;
+
+// Another program that is started meanwhile does not get the block.
+TEST_F(SessionTest, WhileTheStartWaitsTheBlockIsNotInherited) {
+    Sessions(0, 3);
+    static HANDLE reset;
+    reset = NamedEvent("zelto test stop event reset");
+    Patch(
+        "CreateFileMappingW",
+        +[](HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high, DWORD low,
+            LPCWSTR name) -> HANDLE {
+            return block = CreateFileMappingW(file, security, protection, high, low, name);
+        });
+    Patch(
+        "ResetEvent", +[](HANDLE event) -> BOOL {
+            SetEvent(reset);
+            return ResetEvent(event);
+        });
+    HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
+    auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
+    EXPECT_TRUE(IsSignalledSoon(reset));
+    EXPECT_EQ(prompt.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    EXPECT_TRUE(GetHandleInformation(block, &flags));
+    EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0u);
+    EXPECT_EQ(search.GoOn(), "");
+    EXPECT_EQ(prompt.get(), kOk);
+}
+
+// A stop that comes while the start waits is not forgotten.
+TEST_F(SessionTest, AStopDuringAnotherProgramsStartCancels) {
+    Sessions(0, 3);
+    static HANDLE reset;
+    reset = NamedEvent("zelto test stop event reset");
+    Patch(
+        "ResetEvent", +[](HANDLE event) -> BOOL {
+            const BOOL result = ResetEvent(event);
+            SetEvent(reset);
+            return result;
+        });
+    Script({"delay 3000"}); // a stop ends it before
+    HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
+    auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
+    EXPECT_TRUE(IsSignalledSoon(reset));
+    EXPECT_NE(library_.StopRunningZeltoAuth(), 0);
+    EXPECT_EQ(search.GoOn(), "");
+    EXPECT_EQ(prompt.get(), kCancelled);
+}
+
+TEST_F(SessionTest, ARunningModuleHoldsUpNoOtherProgramsStart) {
+    Sessions(0, 3);
+    EXPECT_EQ(WhileTheModuleWaits([&] { return TwoFactor(); },
+                                  [&] {
+                                      HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
+                                      library_.StopRunningZeltoAuth();
+                                      EXPECT_EQ(search.GoOn(), "");
+                                  }),
+              kCancelled);
+}
+
+// How many records the launch has written, of which each asks for the tick count once.
+DWORD launchThread;
+std::size_t records;
+std::size_t recordsBeforeTheStart;
+
+TEST_F(SessionTest, TheSessionIsLoggedBeforeTheStart) {
+    Sessions(0, 3);
+    launchThread = GetCurrentThreadId();
+    records = 0;
+    Patch(
+        "GetTickCount", +[]() -> DWORD {
+            records += GetCurrentThreadId() == launchThread ? 1 : 0;
+            return GetTickCount();
+        });
+    givenInstead = [] {
+        recordsBeforeTheStart = records;
+        return HANDLE{};
+    };
+    EXPECT_EQ(TwoFactor(), kLaunchFailed);
+    const Lines log = Log();
+    EXPECT_EQ(recordsBeforeTheStart, log.size());
+    EXPECT_EQ(log.back(), "debug: Show Auth window in current session(3)");
+}
+
 TEST_F(SessionTest, AHostInSessionZeroStartsInTheActiveSession) {
     Sessions(0, 3);
     ExpectStartInSession(3);
@@ -268,9 +352,9 @@ TEST_F(SessionTest, AStopTerminatesTheModuleInItsSession) {
 }
 
 TEST_F(SessionTest, AnOwnSessionThatCannotBeFoundOutCountsAsZero) {
-    Sessions(2, 2);
+    Sessions(1, 1);
     ownSessionIsKnown = false;
-    ExpectStartInSession(2);
+    ExpectStartInSession(1);
 }
 
 TEST_F(SessionTest, APositiveResultIsNoFailure) {

@@ -113,11 +113,12 @@ TEST(ProcessObjectsTest, TwoCopiesOfTheLibraryHaveEachTheirOwn) {
     }
     const HANDLE ofTheFirst = signalled;
     {
-        const ImportPatch patch(second, "SetEvent", RecordSignal);
+        const ImportPatch patch(second, "SetEvent", RecordWithoutSignal);
         const FARPROC stop = GetProcAddress(second, "StopRunningZeltoAuth");
         reinterpret_cast<int32_t (*)()>(reinterpret_cast<void*>(stop))();
     }
     EXPECT_NE(signalled, ofTheFirst);
+    EXPECT_FALSE(IsSignalled(signalled)); // it is not the first one's by another handle either
     FreeLibrary(second);
 }
 
