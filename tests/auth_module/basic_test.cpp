@@ -178,6 +178,39 @@ TEST_F(BasicTest, TheOfferedNameIsTextInTheProcessCodePage) {
                              L" --description=\"Head office\" --timeout=60");
 }
 
+// A process whose code page is that of UTF-8.
+int bytesConverted;
+
+int WINAPI ConvertFromUtf8(UINT codePage, DWORD flags, LPCCH text, int size, LPWSTR wide, int wideSize) {
+    if (size < 0) { // the name of a log file
+        return MultiByteToWideChar(codePage, flags, text, size, wide, wideSize);
+    }
+    EXPECT_EQ(codePage, static_cast<UINT>(CP_ACP));
+    bytesConverted = size;
+    return MultiByteToWideChar(CP_UTF8, flags, text, size, wide, wideSize);
+}
+
+TEST_F(BasicTest, AnOfferedNameMayTakeSeveralBytesACharacter) {
+    Patch("MultiByteToWideChar", &ConvertFromUtf8);
+    std::string name;
+    for (int i = 0; i < 1000; ++i) {
+        name += "\xE6\x9D\xB1";
+    }
+    EXPECT_EQ(library_.BasicAuthGetResponse(name.data(), static_cast<std::uint32_t>(name.size()),
+                                            password_.data(), 256, nullptr, 0, L"", 60'000),
+              kOk);
+    const std::wstring head = L"--object=basic --require-username=";
+    EXPECT_EQ(Options(), head + std::wstring(259 - head.size(), L'\x6771'));
+    EXPECT_LT(bytesConverted, 3000); // no more than has room
+}
+
+TEST_F(BasicTest, BytesThatMeanNothingInTheCodePageAreReplaced) {
+    Patch("MultiByteToWideChar", &ConvertFromUtf8);
+    char name[] = "a\xFFz";
+    EXPECT_EQ(library_.BasicAuthGetResponse(name, 3, password_.data(), 256, nullptr, 0, L"", 60'000), kOk);
+    EXPECT_EQ(Options(), L"--object=basic --require-username=a\xFFFDz --description=\"\" --timeout=60");
+}
+
 TEST_F(BasicTest, AnOfferedNameThatIsNotTerminatedIsReadUpToTheEndOfItsBuffer) {
     char name[] = {'a', 'b', 'c', 'd'};
     EXPECT_EQ(library_.BasicAuthGetResponse(name, 3, password_.data(), 256, nullptr, 0, L"", 60'000), kOk);

@@ -80,6 +80,18 @@ TEST_F(ChannelFailureTest, ATextThatBecomesTooShortIsNoRecord) {
     EXPECT_EQ(FailedReading(), (Lines{kDecoded, "error: Could not decrypt saml data. nRet=-10"}));
 }
 
+BOOL WINAPI DecodeSixteenBytes(LPCSTR text, DWORD length, DWORD flags, BYTE* bytes, DWORD* size,
+                               DWORD* skipped, DWORD* used) {
+    const BOOL result = CryptStringToBinaryA(text, length, flags, bytes, size, skipped, used);
+    *size = bytes == nullptr ? *size : 16;
+    return result;
+}
+
+TEST_F(ChannelFailureTest, ATextThatBecomesAVectorAloneIsNoRecord) {
+    Patch("CryptStringToBinaryA", &DecodeSixteenBytes);
+    EXPECT_EQ(FailedReading(), (Lines{kDecoded, "error: Could not decrypt saml data. nRet=-10"}));
+}
+
 Lines decodedLengths;
 
 BOOL WINAPI NoteLength(LPCSTR, DWORD length, DWORD, BYTE*, DWORD* size, DWORD*, DWORD*) {
@@ -97,6 +109,20 @@ TEST_F(ChannelFailureTest, TheDecoderIsAlwaysToldTheLength) {
         Token(4);
     }
     EXPECT_EQ(decodedLengths, (Lines{"1", "65534", "65535", "65535"}));
+}
+
+BOOL WINAPI LookAtTheLastByte(LPCSTR text, DWORD, DWORD, BYTE*, DWORD* size, DWORD*, DWORD*) {
+    decodedLengths.push_back(text[65'535] == '\0' ? "ends" : "goes on");
+    *size = 0;
+    return TRUE;
+}
+
+TEST_F(ChannelFailureTest, TheLastByteOfTheBlockIsZeroBeforeItIsRead) {
+    decodedLengths.clear();
+    Patch("CryptStringToBinaryA", &LookAtTheLastByte);
+    Block(std::string(65'536, 'A'));
+    Token(4);
+    EXPECT_EQ(decodedLengths, Lines{"ends"});
 }
 
 BOOL WINAPI DecodeWithLengthOnly(LPCSTR, DWORD, DWORD, BYTE*, DWORD* size, DWORD*, DWORD*) {
@@ -141,11 +167,22 @@ BOOL WINAPI Refuse(Arguments...) {
     return FALSE;
 }
 
+std::string keyBytes;
+
+NTSTATUS WINAPI NoteKey(BCRYPT_ALG_HANDLE algorithm, BCRYPT_KEY_HANDLE* key, PUCHAR object, ULONG objectSize,
+                        PUCHAR bytes, ULONG size, ULONG flags) {
+    keyBytes.assign(reinterpret_cast<const char*>(bytes), size);
+    return BCryptGenerateSymmetricKey(algorithm, key, object, objectSize, bytes, size, flags);
+}
+
 // The key bytes stay zero, so that the record does not decrypt.
 class HashFailureTest : public ChannelFailureTest {
 protected:
     void ExpectHashFailure(int result) {
+        keyBytes.clear();
+        Patch("BCryptGenerateSymmetricKey", &NoteKey);
         const Lines log = FailedReading();
+        EXPECT_EQ(keyBytes, std::string(16, '\0'));
         ASSERT_GE(log.size(), 4u);
         EXPECT_EQ(log[0], kDecoded);
         EXPECT_EQ(log[1],
@@ -171,6 +208,23 @@ TEST_F(HashFailureTest, HashingFails) {
 
 TEST_F(HashFailureTest, TheDigestCannotBeRead) {
     Patch("CryptGetHashParam", &Refuse<HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD>);
+    ExpectHashFailure(-5);
+}
+
+TEST_F(HashFailureTest, TheErrorIsThatOfTheFailureAndNotOfTheRelease) {
+    Patch("CryptGetHashParam", &Refuse<HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD>);
+    Patch(
+        "CryptDestroyHash", +[](HCRYPTHASH hash) -> BOOL {
+            const BOOL result = CryptDestroyHash(hash);
+            SetLastError(ERROR_INVALID_HANDLE);
+            return result;
+        });
+    Patch(
+        "CryptReleaseContext", +[](HCRYPTPROV context, DWORD flags) -> BOOL {
+            const BOOL result = CryptReleaseContext(context, flags);
+            SetLastError(ERROR_INVALID_HANDLE);
+            return result;
+        });
     ExpectHashFailure(-5);
 }
 

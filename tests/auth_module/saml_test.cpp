@@ -146,6 +146,19 @@ TEST_F(SamlTest, ANullServerIpWithASizeIsAccepted) {
                                                                 responseSize_, nullptr, 64, 0),
               kOk);
     EXPECT_EQ(Response(), "RESP");
+    for (const std::string& line : Log()) {
+        EXPECT_EQ(line.find("Server IP set"), std::string::npos) << line;
+    }
+}
+
+TEST_F(SamlTest, AnAddressThatIsCutIsLoggedWhole) {
+    serverIpSize_ = 4;
+    Script({Answer("RESP\nServerIp:10.0.0.1")});
+    EXPECT_EQ(Saml(), kOk);
+    EXPECT_EQ(ServerIp(), "10.");
+    const Lines log = Log();
+    EXPECT_EQ(log[log.size() - 2],
+              "debug: [SamlGetResponseUsingExternalAuthProvider] Server IP set to 10.0.0.1");
 }
 
 TEST_F(SamlTest, AMissingUrlIsInvalid) {

@@ -343,6 +343,41 @@ TEST_F(TwoFactorTest, ACallbackMayUnloadTheLibrary) {
     EXPECT_FALSE(LibraryIsLoaded()); // the worker has let go of it with its last step
 }
 
+struct ThreadRequest {
+    bool hasSecurity;
+    unsigned stack;
+    unsigned flags;
+} threadRequest;
+
+TEST_F(TwoFactorTest, TheWorkersThreadIsOneWithDefaultAttributes) {
+    Patch(
+        "_beginthreadex",
+        +[](void* security, unsigned stack, _beginthreadex_proc_type start, void* argument, unsigned flags,
+            unsigned* id) -> std::uintptr_t {
+            threadRequest = {security != nullptr, stack, flags};
+            return _beginthreadex(security, stack, start, argument, flags, id);
+        });
+    EXPECT_EQ(Ask().result, kOk);
+    EXPECT_FALSE(threadRequest.hasSecurity);
+    EXPECT_EQ(threadRequest.stack, 0u);
+    EXPECT_EQ(threadRequest.flags, 0u);
+}
+
+TEST_F(TwoFactorTest, AWorkerThatCannotBeLookedAtCountsAsRunning) {
+    Patch("_beginthreadex", &BeginAndRemember);
+    EXPECT_EQ(Ask().result, kOk);
+    ASSERT_TRUE(IsSignalledSoon(workersThread.get()));
+    {
+        const ImportPatch failing(
+            library_.Module(), "WaitForSingleObject", +[](HANDLE object, DWORD timeout) -> DWORD {
+                return object == workersHandle ? WAIT_FAILED : WaitForSingleObject(object, timeout);
+            });
+        Prompt never;
+        EXPECT_EQ(Start(never), kBusy);
+    }
+    EXPECT_EQ(Ask().result, kOk);
+}
+
 struct SecondTry {
     LibraryUnderTest* library;
     std::promise<std::uint32_t> result;
