@@ -150,6 +150,11 @@ TEST_F(Secret, ZeroBytesAreText) {
     EXPECT_STREQ(secret.CString(), "a");
 }
 
+TEST_F(Secret, TextIsTerminated) {
+    const SecretText secret{std::string_view("pw")};
+    EXPECT_EQ(std::string_view(secret.CString(), 3), std::string_view("pw\0", 3));
+}
+
 TEST_F(Secret, TheEmptyTextIsTerminated) {
     EXPECT_STREQ(SecretText().CString(), "");
     EXPECT_STREQ(SecretText(std::string_view()).CString(), "");
