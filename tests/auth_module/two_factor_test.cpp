@@ -200,6 +200,10 @@ TEST_F(TwoFactorTest, TheCallReturnsWhileTheModuleRuns) {
     EXPECT_EQ(Options(), L"--object=2fa --description=\"Enter the code\" --timeout=60");
 }
 
+std::uint32_t Ignore(void*, std::uint32_t, const char*) {
+    return 0;
+}
+
 TEST_F(TwoFactorTest, ASecondCallWithACallbackIsTurnedAwayWhileTheWorkerRuns) {
     const HANDLE started = NamedEvent("zelto test module started");
     const HANDLE goOn = NamedEvent("zelto test module goes on");
@@ -209,6 +213,7 @@ TEST_F(TwoFactorTest, ASecondCallWithACallbackIsTurnedAwayWhileTheWorkerRuns) {
     EXPECT_EQ(Start(first), kOk);
     Prompt second;
     EXPECT_EQ(Start(second), kBusy);
+    EXPECT_EQ(library_.TwoFactorAuthGetResponse("", nullptr, 0, 1000, &Ignore, nullptr), kBusy);
     ASSERT_TRUE(IsSignalledSoon(started));
     EXPECT_EQ(Start(second), kBusy);
     EXPECT_EQ(TwoFactor(), kBusy); // from the module lock
