@@ -1,5 +1,6 @@
 #include "trace/crash_handler.h"
 
+#include "tests/support/process_counts.h"
 #include "trace/crash_dump.h"
 #include "trace/running_trace.h"
 #include "trace/settings.h"
@@ -41,6 +42,7 @@ struct Asked {
     DWORD processId = 0;
     bool ringWasThere = false;
     std::uint8_t traceRan = 1;
+    bool writerRan = true;
 };
 Asked asked;
 decltype(&CreateFileA) createFile;
@@ -64,6 +66,7 @@ BOOL WINAPI RecordDump(HANDLE, DWORD processId, HANDLE, MINIDUMP_TYPE type,
     asked.ringWasThere = traceState.ring != nullptr && traceState.ring->counter == 3 &&
                          std::strcmp(traceState.ring->name, "TraceMemLogHead") == 0;
     asked.traceRan = traceState.initialised.load();
+    asked.writerRan = traceState.stopEvent != nullptr;
     return TRUE;
 }
 
@@ -151,7 +154,7 @@ TEST_F(CrashHandlerTest, StopRemovesIt) {
 }
 
 BOOL WINAPI SetFlagsWhileStarting(LARGE_INTEGER* frequency) {
-    TraceFlags |= kTraceCrashDumps;
+    TraceFlags |= kTraceCrashDumps | kTraceMemoryRing;
     frequency->QuadPart = 10'000'000;
     return TRUE;
 }
@@ -163,6 +166,13 @@ TEST_F(CrashHandlerTest, StartInstallsItWhenTheFlagIsSetByThen) {
     EXPECT_NE(CurrentFilter(), &HostsFilter);
     Stop();
     EXPECT_EQ(CurrentFilter(), &HostsFilter);
+}
+
+TEST_F(CrashHandlerTest, StartMakesTheRingWhenItsFlagIsSetByThen) {
+    Stop();
+    const test::ImportPatch patch(OwnModule(), "QueryPerformanceFrequency", &SetFlagsWhileStarting);
+    TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
+    EXPECT_NE(traceState.ring, nullptr);
 }
 
 TEST_F(CrashHandlerTest, CrashIsLoggedTheTraceStoppedAndTheDumpAskedFor) {
@@ -194,6 +204,7 @@ TEST_F(CrashHandlerTest, CrashIsLoggedTheTraceStoppedAndTheDumpAskedFor) {
     EXPECT_TRUE(asked.exception.ClientPointers);
     EXPECT_TRUE(asked.ringWasThere);
     EXPECT_EQ(asked.traceRan, 0u); // it is stopped first
+    EXPECT_FALSE(asked.writerRan);
 }
 
 TEST_F(CrashHandlerTest, HostIsNotLoggedWithoutTheInfoFlag) {
@@ -261,6 +272,31 @@ TEST_F(CrashHandlerTest, StopAfterASurvivedCrashClearsUp) {
     TraceStop();
     EXPECT_EQ(traceState.ring, nullptr);
     EXPECT_EQ(CurrentFilter(), &HostsFilter);
+}
+
+bool inCrash = false;
+decltype(&WaitForSingleObject) waitFor;
+DWORD WINAPI WaitInVainInACrash(HANDLE object, DWORD milliseconds) {
+    return inCrash && milliseconds == 2000 ? DWORD{WAIT_TIMEOUT} : waitFor(object, milliseconds);
+}
+
+TEST_F(CrashHandlerTest, WriterThatHasNotEndedInTheCrashIsAwaitedByTheStop) {
+    const test::ImportPatch patch(OwnModule(), "WaitForSingleObject", &WaitInVainInACrash);
+    waitFor = patch.Original<std::remove_pointer_t<decltype(waitFor)>>();
+    const auto crashAndStop = [this] {
+        Apply(kWithDumps);
+        inCrash = true;
+        Crash();
+        inCrash = false;
+        Stop();
+        TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
+    };
+    crashAndStop();
+    const std::size_t handles = test::CountHandles();
+    for (int round = 0; round < 5; ++round) {
+        crashAndStop();
+    }
+    EXPECT_LT(test::CountHandles(), handles + 5);
 }
 
 TEST_F(CrashHandlerTest, SecondCrashThatIsSurvivedIsDumpedAgain) {

@@ -142,6 +142,21 @@ TEST_F(LifeCycleTest, WithoutAUsableFileNameItRunsWithoutFiles) {
     EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
 }
 
+TEST_F(LifeCycleTest, WithoutAUsableFileNameNothingGoesToAnEarlierTracesFiles) {
+    TraceStart(narrow_.c_str(), "host.log");
+    TRACE_ERROR("earlier");
+    TraceStop();
+    TraceStart(narrow_.c_str(), "");
+    TRACE_ERROR("later");
+    TraceStop();
+    CloseStreams();
+    for (const char* name : {"host.log", "host_error.log"}) {
+        EXPECT_THAT(test::Messages(test::ReadTraceLines(folder_.Path() / name)),
+                    ElementsAre("error: earlier"))
+            << name;
+    }
+}
+
 TEST_F(LifeCycleTest, LocalAppDataInAnyCaseIsTheUsersFolder) {
     const test::ImportPatch patch(OwnModule(), "SHGetFolderPathA", &FolderPath);
     localAppData = folder_.Path().string();
@@ -190,6 +205,22 @@ TEST_F(LifeCycleTest, StopWithoutStartDoesNothing) {
     TraceStop();
     TraceStopAtProcessEnd();
     EXPECT_EQ(TraceFlags.load(), 0u);
+}
+
+int deletedLocks;
+decltype(&DeleteCriticalSection) deleteLock;
+void WINAPI CountDeletedLock(CRITICAL_SECTION* lock) {
+    deletedLocks += lock == &traceState.lock ? 1 : 0;
+    deleteLock(lock);
+}
+
+TEST_F(LifeCycleTest, StopDeletesTheLock) {
+    deletedLocks = 0;
+    const test::ImportPatch patch(OwnModule(), "DeleteCriticalSection", &CountDeletedLock);
+    deleteLock = patch.Original<std::remove_pointer_t<decltype(deleteLock)>>();
+    TraceStart(narrow_.c_str(), "host.log");
+    TraceStop();
+    EXPECT_EQ(deletedLocks, 1);
 }
 
 TEST_F(LifeCycleTest, StoppedTraceStartsAgain) {

@@ -187,6 +187,13 @@ TEST_F(RotationTest, YoungerFileGoesOn) {
     EXPECT_EQ(std::filesystem::file_size(File("host_2_error.log")), 1000u);
 }
 
+TEST_F(RotationTest, FileThatIsYoungerByOneSecondGoesOn) {
+    Make("host_1.log", 1000, std::chrono::seconds(11));
+    Make("host_2.log", 1000, std::chrono::seconds(10));
+    Limit(1);
+    EXPECT_EQ(MainName(), "host_2.log");
+}
+
 TEST_F(RotationTest, FullYoungerFileMakesTheOtherStartEmpty) {
     Make("host_1.log", 1000, std::chrono::hours(2));
     Make("host_2.log", kMiB, std::chrono::hours(1));
