@@ -4,6 +4,7 @@
 #include "trace/crash_dump.h"
 #include "trace/running_trace.h"
 #include "trace/settings.h"
+#include "trace/shifted_counter.h"
 
 #include <cstring>
 #include <dbghelp.h>
@@ -297,6 +298,19 @@ TEST_F(CrashHandlerTest, WriterThatHasNotEndedInTheCrashIsAwaitedByTheStop) {
         crashAndStop();
     }
     EXPECT_LT(test::CountHandles(), handles + 5);
+}
+
+TEST_F(CrashHandlerTest, WriterThatWaitsForTheCrashedThreadsLockDoesNotHangIt) {
+    Apply(kWithDumps);
+    test::ShiftedCounter counter;
+    {
+        const TraceLockGuard lock;
+        counter.AdvanceMilliseconds(1000); // nothing is logged: the writer's next pass takes the lock
+        ASSERT_TRUE(test::ShiftedCounter::AwaitReadings(test::readings + 1));
+        EXPECT_EQ(Crash(), EXCEPTION_CONTINUE_SEARCH);
+    }
+    EXPECT_EQ(asked.dumps, 1);
+    TraceStop(); // awaits the writer, which reads the counter
 }
 
 TEST_F(CrashHandlerTest, SecondCrashThatIsSurvivedIsDumpedAgain) {

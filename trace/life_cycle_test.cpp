@@ -223,6 +223,22 @@ TEST_F(LifeCycleTest, StopDeletesTheLock) {
     EXPECT_EQ(deletedLocks, 1);
 }
 
+int closedWorkItems;
+decltype(&CloseThreadpoolWork) closeWork;
+void WINAPI CountClosedWork(PTP_WORK work) {
+    ++closedWorkItems;
+    closeWork(work);
+}
+
+TEST_F(LifeCycleTest, StopClosesTheWritersWorkItem) {
+    closedWorkItems = 0;
+    const test::ImportPatch patch(OwnModule(), "CloseThreadpoolWork", &CountClosedWork);
+    closeWork = patch.Original<std::remove_pointer_t<decltype(closeWork)>>();
+    TraceStart(narrow_.c_str(), "host.log");
+    TraceStop();
+    EXPECT_EQ(closedWorkItems, 1);
+}
+
 TEST_F(LifeCycleTest, StoppedTraceStartsAgain) {
     for (int i = 0; i < 3; ++i) {
         TraceStart(narrow_.c_str(), "host.log");

@@ -1,3 +1,4 @@
+#include "auth/kernel_handle.h"
 #include "trace/running_trace.h"
 #include "trace/shifted_counter.h"
 #include "trace/test_key.h"
@@ -124,6 +125,43 @@ TEST_F(WriterTest, SettingsAreTakenOverAfter11Seconds) {
     ASSERT_EQ(messages.size(), 2u);
     EXPECT_NE(messages[0].find("type: 0x10f size: 1 memory: "), std::string::npos) << messages[0];
     EXPECT_EQ(messages[1], "info: rotating");
+}
+
+// Holds the writer while it reads the settings, until the stop has ended the records and signals the writer.
+DWORD stoppingThread;
+HANDLE readingBegun;
+HANDLE recordsEnded;
+decltype(&SetEvent) setEvent;
+LSTATUS WINAPI ReadUntilRecordsHaveEnded(HKEY key, LPCSTR path, DWORD options, REGSAM access, PHKEY result) {
+    if (GetCurrentThreadId() != stoppingThread) {
+        setEvent(readingBegun);
+        WaitForSingleObject(recordsEnded, 20'000);
+    }
+    return openKey(key, path, options, access, result);
+}
+
+BOOL WINAPI TellThatRecordsHaveEnded(HANDLE event) {
+    if (GetCurrentThreadId() == stoppingThread) {
+        setEvent(recordsEnded);
+    }
+    return setEvent(event);
+}
+
+TEST_F(WriterTest, SettingsThatAreReadDuringTheStopAreNotTakenOver) {
+    key_.SetDword("flag", 0x10F);
+    key_.SetDword("size", 1);
+    stoppingThread = GetCurrentThreadId();
+    const KernelHandle begun(readingBegun = CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const KernelHandle ended(recordsEnded = CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const test::ImportPatch setEventPatch(OwnModule(), "SetEvent", &TellThatRecordsHaveEnded);
+    setEvent = setEventPatch.Original<std::remove_pointer_t<decltype(setEvent)>>();
+    const test::ImportPatch openPatch(OwnModule(), "RegOpenKeyExA", &ReadUntilRecordsHaveEnded);
+    SetKeyPath();
+    counter_.AdvanceMilliseconds(11000);
+    ASSERT_EQ(WaitForSingleObject(begun.get(), 20'000), WAIT_OBJECT_0);
+    TraceStop();
+    EXPECT_EQ(TraceFlags.load(), 0u);
+    EXPECT_EQ(traceState.sizeLimitMiB, 0u);
 }
 
 TEST_F(WriterTest, MissingKeySwitchesTheTraceOff) {
