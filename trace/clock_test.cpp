@@ -190,6 +190,18 @@ TEST_F(ClockTest, TimeThatTheRuntimeCannotSplitHasEmptyFields) {
     EXPECT_EQ(now.second, 0);
 }
 
+errno_t TellNoZoneName(std::size_t*, char*, std::size_t, int) {
+    return EINVAL;
+}
+
+TEST_F(ClockTest, ZoneNameThatTheRuntimeDoesNotTellIsEmpty) {
+    const test::ImportPatch patch(GetModuleHandleW(nullptr), "_get_tzname", &TellNoZoneName);
+    LocalMoment moment;
+    moment.zoneName[0] = '?';
+    ReadLocalMoment(moment);
+    EXPECT_STREQ(moment.zoneName, "");
+}
+
 TEST_F(ClockTest, StandardZoneNameIsReadAndTerminated) {
     LocalMoment moment;
     std::memset(&moment, 0xCC, sizeof(moment));

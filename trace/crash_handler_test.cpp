@@ -320,20 +320,46 @@ TEST_F(CrashHandlerTest, SecondCrashThatIsSurvivedIsDumpedAgain) {
     EXPECT_EQ(asked.dumps, 2);
 }
 
-TEST_F(CrashHandlerTest, LittleStackIsNoHindrance) {
-    Apply(kWithDumps);
+// Whatever a thread is given, Wine makes it a mebibyte.
+void WINAPI TellLittleStack(PULONG_PTR low, PULONG_PTR high) {
+    *low = reinterpret_cast<ULONG_PTR>(low) - 0x1000;
+    *high = reinterpret_cast<ULONG_PTR>(high) + 0x1000;
+}
+
+// A crash, which is survived, on a thread with little stack. Returns the thread's id.
+DWORD CrashWithLittleStack(CrashHandlerTest& fixture) {
+    const test::ImportPatch patch(OwnModule(), "GetCurrentThreadStackLimits", &TellLittleStack);
     const HANDLE thread = CreateThread(
         nullptr, 0x10000,
-        [](void* test) -> DWORD { return static_cast<DWORD>(static_cast<CrashHandlerTest*>(test)->Crash()); },
-        this, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
-    ASSERT_EQ(WaitForSingleObject(thread, 30'000), WAIT_OBJECT_0);
+        [](void* which) -> DWORD {
+            return static_cast<DWORD>(static_cast<CrashHandlerTest*>(which)->Crash());
+        },
+        &fixture, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    EXPECT_EQ(WaitForSingleObject(thread, 30'000), WAIT_OBJECT_0);
     DWORD answer = 1;
-    DWORD threadId = GetThreadId(thread);
+    const DWORD threadId = GetThreadId(thread);
     GetExitCodeThread(thread, &answer);
     CloseHandle(thread);
     EXPECT_EQ(answer, 0u);
+    return threadId;
+}
+
+TEST_F(CrashHandlerTest, LittleStackIsNoHindrance) {
+    Apply(kWithDumps);
+    const DWORD threadId = CrashWithLittleStack(*this);
     EXPECT_EQ(asked.dumps, 1);
     EXPECT_EQ(asked.exception.ThreadId, threadId);
+}
+
+TEST_F(CrashHandlerTest, LittleStackIsNoHindranceAgainAndLeavesNoHandle) {
+    Apply(kWithDumps);
+    CrashWithLittleStack(*this);
+    const std::size_t handles = test::CountHandles();
+    for (int crash = 0; crash < 5; ++crash) {
+        CrashWithLittleStack(*this);
+    }
+    EXPECT_EQ(asked.dumps, 6);
+    EXPECT_LT(test::CountHandles(), handles + 5);
 }
 
 // The lock of the trace is held for ever: the dump comes all the same.

@@ -165,10 +165,39 @@ TEST_F(SettingsTest, WithoutMemoryForTheRingTheRestGoesOn) {
                 ElementsAre(testing::HasSubstr(" memory: 0x0000000000000000"), "info: in the file"));
 }
 
+void* ringToFree;
+int freedRings;
+decltype(&std::free) freeBlock;
+void CountFreedRing(void* block) {
+    freedRings += block != nullptr && block == ringToFree ? 1 : 0;
+    freeBlock(block);
+}
+
 TEST_F(SettingsTest, StopFreesTheRing) {
     Apply(kTraceDefaultFlags | kTraceMemoryRing, 0);
+    ringToFree = traceState.ring;
+    freedRings = 0;
+    const test::ImportPatch patch(OwnModule(), "free", &CountFreedRing);
+    freeBlock = patch.Original<void(void*)>();
     Stop();
     EXPECT_EQ(traceState.ring, nullptr);
+    EXPECT_EQ(freedRings, 1);
+}
+
+int closedKeys;
+decltype(&RegCloseKey) closeKey;
+LSTATUS WINAPI CountClosedKey(HKEY key) {
+    ++closedKeys;
+    return closeKey(key);
+}
+
+TEST_F(SettingsTest, TheKeyIsClosedAgain) {
+    const test::ImportPatch patch(OwnModule(), "RegCloseKey", &CountClosedKey);
+    closeKey = patch.Original<std::remove_pointer_t<decltype(closeKey)>>();
+    key_.SetDword("flag", 1);
+    closedKeys = 0;
+    ReadTraceSettings(key_.Path());
+    EXPECT_EQ(closedKeys, 1);
 }
 
 TEST_F(SettingsTest, SwitchingFileOutputOffDeletesTheLogsButNotThePlainErrorCopy) {
