@@ -21,6 +21,13 @@ if(NOT DEFINED ZELTO_TOOLCHAIN_DIR)
     endif()
 endif()
 
+if(DEFINED CACHE{CMAKE_CXX_COMPILER} AND IS_DIRECTORY "${ZELTO_TOOLCHAIN_DIR}")
+    string(FIND "$CACHE{CMAKE_CXX_COMPILER}" "${ZELTO_TOOLCHAIN_DIR}/" zelto_place)
+    if(NOT zelto_place EQUAL 0)
+        message(FATAL_ERROR "This folder was configured with another toolchain: configure it with --fresh")
+    endif()
+endif()
+
 function(zelto_find_tool variable name)
     find_program(${variable} "${zelto_target}-${name}" HINTS "${ZELTO_TOOLCHAIN_DIR}/bin" NO_CMAKE_FIND_ROOT_PATH)
     if(NOT ${variable})

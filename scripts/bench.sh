@@ -15,7 +15,7 @@ mkdir -p "$work"
 build() {
     local preset=$1 bench=$2
     shift 2
-    if ! { cmake --preset "$preset" -DZELTO_BENCH="$bench" && cmake --build --preset "$preset" --target "$@"; } \
+    if ! { scripts/configure.sh "$preset" -DZELTO_BENCH="$bench" && cmake --build --preset "$preset" --target "$@"; } \
         >"$work/build-$preset.log" 2>&1; then
         tail -n 40 "$work/build-$preset.log" >&2
         exit 1

@@ -49,7 +49,7 @@ say set-up "everything that is needed is there"
 
 build_log="$folder/build.log"
 say build "building the DLL, the auth module and the host program"
-if ! { cmake --preset "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --target ZeltoAuth ZeltoSession \
+if ! { scripts/configure.sh "$arch" && cmake --build --preset "$arch" -j "$(nproc)" --target ZeltoAuth ZeltoSession \
         ZeltoAuthModule ZeltoSignIn; } \
     >"$build_log" 2>&1; then
     tail -n 30 "$build_log" >&2

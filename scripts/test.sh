@@ -46,7 +46,7 @@ run_lint() {
 
 build_stage() {
     say "$1: building"
-    quietly "configure-$1" cmake --preset "$1" &&
+    quietly "configure-$1" scripts/configure.sh "$1" &&
         quietly "build-$1" cmake --build --preset "$1" -j "$(nproc)"
 }
 

@@ -36,7 +36,7 @@ analyse_file() {
 }
 
 check_statically() {
-    cmake --preset x64 >/dev/null
+    scripts/configure.sh x64 >/dev/null
     local common
     common="$(clang-tidy-19 --version) $ZELTO_TOOLCHAIN_DIR $(cat .clang-tidy "${BASH_SOURCE[0]}")"
     mapfile -t units < <(tracked '*.cpp' '*.c' | grep -v -e '_test\.cpp$' -e '^tests/' -e '^fuzz/' -e '^bench/')
