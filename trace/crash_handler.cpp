@@ -47,6 +47,11 @@ DWORD WINAPI DumpAsHelper(void*) noexcept {
     return 0;
 }
 
+void CloseHelperEvents() noexcept {
+    CloseHandle(helperTask.begun);
+    CloseHandle(helperTask.done);
+}
+
 // A thread cannot begin while the loader lock is held, perhaps by the crashed thread itself: it is waited for
 // only so long. After that nothing is dumped this way any more, as the thread may still begin.
 void DumpOnOtherStack(const Crash& crash) noexcept {
@@ -58,13 +63,13 @@ void DumpOnOtherStack(const Crash& crash) noexcept {
     helperTask.done = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     const HANDLE helper = CreateThread(nullptr, 0, &DumpAsHelper, nullptr, 0, nullptr);
     if (helper == nullptr) {
+        CloseHelperEvents();
         return;
     }
     const bool begun = WaitForSingleObject(helperTask.begun, kHelperPatienceMilliseconds) == WAIT_OBJECT_0;
     if (begun || helperTask.taken.exchange(true)) {
         WaitForSingleObject(helperTask.done, INFINITE);
-        CloseHandle(helperTask.begun);
-        CloseHandle(helperTask.done);
+        CloseHelperEvents();
         helperTask.taken.store(false);
     }
     CloseHandle(helper);

@@ -44,6 +44,7 @@ struct Asked {
     bool ringWasThere = false;
     std::uint8_t traceRan = 1;
     bool writerRan = true;
+    DWORD dumpedBy = 0; // the thread that asked
 };
 Asked asked;
 decltype(&CreateFileA) createFile;
@@ -68,6 +69,7 @@ BOOL WINAPI RecordDump(HANDLE, DWORD processId, HANDLE, MINIDUMP_TYPE type,
                          std::strcmp(traceState.ring->name, "TraceMemLogHead") == 0;
     asked.traceRan = traceState.initialised.load();
     asked.writerRan = traceState.stopEvent != nullptr;
+    asked.dumpedBy = GetCurrentThreadId();
     return TRUE;
 }
 
@@ -77,12 +79,38 @@ DWORD WINAPI GivePath(HMODULE, LPSTR path, DWORD) {
     return static_cast<DWORD>(pathOfHost.size());
 }
 
+// The place of `low` counts as the top of the stack. (Under Wine no thread's stack is small.)
+ULONG_PTR stackLeft;
+void WINAPI GiveStackLeft(PULONG_PTR low, PULONG_PTR high) {
+    *high = reinterpret_cast<ULONG_PTR>(low);
+    *low = *high - stackLeft;
+}
+
 class CrashHandlerTest : public RunningTraceTest {
 public:
     // Calls the installed filter as the system does.
     LONG Crash() {
         record_.ExceptionCode = EXCEPTION_ACCESS_VIOLATION;
         return CurrentFilter()(&pointers_);
+    }
+
+    // The same on another thread, whose id is returned.
+    DWORD CrashOnThread() {
+        DWORD id = 0;
+        const HANDLE thread = CreateThread(nullptr, 0, &CrashFor, this, 0, &id);
+        EXPECT_EQ(WaitForSingleObject(thread, 30'000), WAIT_OBJECT_0);
+        DWORD answer = 1;
+        GetExitCodeThread(thread, &answer);
+        CloseHandle(thread);
+        EXPECT_EQ(answer, 0u);
+        return id;
+    }
+
+    // The same with no more than `bytes` of its stack left.
+    DWORD CrashWithStack(ULONG_PTR bytes = 0x10000) {
+        stackLeft = bytes;
+        const test::ImportPatch patch(OwnModule(), "GetCurrentThreadStackLimits", &GiveStackLeft);
+        return CrashOnThread();
     }
 
 protected:
@@ -101,6 +129,10 @@ protected:
     void Apply(std::uint64_t flags) {
         const TraceLockGuard lock;
         ApplyTraceSettings({flags, 0});
+    }
+
+    static DWORD WINAPI CrashFor(void* test) {
+        return static_cast<DWORD>(static_cast<CrashHandlerTest*>(test)->Crash());
     }
 
     EXCEPTION_RECORD record_ = {};
@@ -206,6 +238,14 @@ TEST_F(CrashHandlerTest, CrashIsLoggedTheTraceStoppedAndTheDumpAskedFor) {
     EXPECT_TRUE(asked.ringWasThere);
     EXPECT_EQ(asked.traceRan, 0u); // it is stopped first
     EXPECT_FALSE(asked.writerRan);
+    EXPECT_EQ(asked.dumpedBy, GetCurrentThreadId());
+}
+
+TEST_F(CrashHandlerTest, DumpIsNamedAfterTheLocalTime) {
+    Apply(kWithDumps);
+    const test::ImportPatch patch(OwnModule(), "GetLocalTime", &GiveLocalTime);
+    Crash();
+    EXPECT_TRUE(asked.name.ends_with("] 2031-02-03 14.05.06.dmp")) << asked.name;
 }
 
 TEST_F(CrashHandlerTest, HostIsNotLoggedWithoutTheInfoFlag) {
@@ -247,22 +287,90 @@ TEST_F(CrashHandlerTest, WithoutItsFileThereIsNoDump) {
     EXPECT_EQ(asked.dumps, 0);
 }
 
+LPTOP_LEVEL_EXCEPTION_FILTER installedFilter;
+int nested;
+DWORD WINAPI CrashAndGivePath(HMODULE, LPSTR path, DWORD size) {
+    EXCEPTION_POINTERS pointers = {};
+    nested += installedFilter(&pointers) == EXCEPTION_CONTINUE_SEARCH ? 1 : 100;
+    std::strncpy(path, "Z:\\host.exe", size);
+    return 11;
+}
+
 TEST_F(CrashHandlerTest, CrashDuringTheDumpIsNotDumped) {
     Apply(kWithDumps);
-    static LPTOP_LEVEL_EXCEPTION_FILTER filter;
-    static int nested;
-    filter = CurrentFilter();
+    installedFilter = CurrentFilter();
     nested = 0;
-    const test::ImportPatch patch(
-        OwnModule(), "GetModuleFileNameA", +[](HMODULE, LPSTR path, DWORD size) -> DWORD {
-            EXCEPTION_POINTERS pointers = {};
-            nested += filter(&pointers) == EXCEPTION_CONTINUE_SEARCH ? 1 : 100;
-            std::strncpy(path, "Z:\\host.exe", size);
-            return 11;
-        });
+    const test::ImportPatch patch(OwnModule(), "GetModuleFileNameA", &CrashAndGivePath);
     EXPECT_EQ(Crash(), EXCEPTION_CONTINUE_SEARCH);
     EXPECT_EQ(nested, 1);
     EXPECT_EQ(asked.dumps, 1);
+}
+
+TEST_F(CrashHandlerTest, CrashOfTheThreadThatDumpsForAnotherIsNotDumped) {
+    Apply(kWithDumps);
+    installedFilter = CurrentFilter();
+    nested = 0;
+    const test::ImportPatch patch(OwnModule(), "GetModuleFileNameA", &CrashAndGivePath);
+    CrashWithStack();
+    EXPECT_EQ(nested, 1);
+    EXPECT_EQ(asked.dumps, 1);
+}
+
+// A thread that crashes while another one's crash is being dumped.
+struct LaterCrash {
+    EXCEPTION_POINTERS* pointers = nullptr;
+    HANDLE waits = nullptr; // event
+    std::atomic<DWORD> thread{0};
+    std::atomic<bool> dumpIsComplete{false};
+    bool returnedAfterTheDump = false;
+};
+LaterCrash later;
+
+decltype(&AcquireSRWLockExclusive) acquire;
+void WINAPI TellThatItWaits(SRWLOCK* lock) {
+    if (GetCurrentThreadId() == later.thread) {
+        SetEvent(later.waits);
+    }
+    acquire(lock);
+}
+
+DWORD WINAPI CrashLater(void*) {
+    later.thread = GetCurrentThreadId();
+    installedFilter(later.pointers);
+    later.returnedAfterTheDump = later.dumpIsComplete;
+    return 0;
+}
+
+HANDLE laterThread;
+BOOL WINAPI DumpUntilTheOtherWaits(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE, PMINIDUMP_EXCEPTION_INFORMATION,
+                                   PMINIDUMP_USER_STREAM_INFORMATION, PMINIDUMP_CALLBACK_INFORMATION) {
+    ++asked.dumps;
+    laterThread = CreateThread(nullptr, 0, &CrashLater, nullptr, 0, nullptr);
+    const HANDLE either[] = {later.waits, laterThread};
+    WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    later.dumpIsComplete = true;
+    return TRUE;
+}
+
+// Its return ends the process as a rule.
+TEST_F(CrashHandlerTest, CrashDuringAnothersDumpReturnsWhenThatIsComplete) {
+    Apply(kWithDumps);
+    installedFilter = CurrentFilter();
+    later.pointers = &pointers_;
+    later.waits = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    {
+        const test::ImportPatch dump(OwnModule(), "MiniDumpWriteDump", &DumpUntilTheOtherWaits);
+        const test::ImportPatch lock(OwnModule(), "AcquireSRWLockExclusive", &TellThatItWaits);
+        acquire = lock.Original<std::remove_pointer_t<decltype(acquire)>>();
+        Crash();
+        EXPECT_EQ(WaitForSingleObject(laterThread, 30'000), WAIT_OBJECT_0);
+    }
+    CloseHandle(laterThread);
+    CloseHandle(later.waits);
+    EXPECT_TRUE(later.returnedAfterTheDump);
+    EXPECT_EQ(asked.dumps, 1);
+    CrashOnThread();
+    EXPECT_EQ(asked.dumps, 2);
 }
 
 // A host that goes on after a crash can unload the library as ever.
@@ -320,43 +428,70 @@ TEST_F(CrashHandlerTest, SecondCrashThatIsSurvivedIsDumpedAgain) {
     EXPECT_EQ(asked.dumps, 2);
 }
 
-// Whatever a thread is given, Wine makes it a mebibyte.
-void WINAPI TellLittleStack(PULONG_PTR low, PULONG_PTR high) {
-    *low = reinterpret_cast<ULONG_PTR>(low) - 0x1000;
-    *high = reinterpret_cast<ULONG_PTR>(high) + 0x1000;
-}
-
-// A crash, which is survived, on a thread with little stack. Returns the thread's id.
-DWORD CrashWithLittleStack(CrashHandlerTest& fixture) {
-    const test::ImportPatch patch(OwnModule(), "GetCurrentThreadStackLimits", &TellLittleStack);
-    const HANDLE thread = CreateThread(
-        nullptr, 0x10000,
-        [](void* which) -> DWORD {
-            return static_cast<DWORD>(static_cast<CrashHandlerTest*>(which)->Crash());
-        },
-        &fixture, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
-    EXPECT_EQ(WaitForSingleObject(thread, 30'000), WAIT_OBJECT_0);
-    DWORD answer = 1;
-    const DWORD threadId = GetThreadId(thread);
-    GetExitCodeThread(thread, &answer);
-    CloseHandle(thread);
-    EXPECT_EQ(answer, 0u);
-    return threadId;
-}
-
 TEST_F(CrashHandlerTest, LittleStackIsNoHindrance) {
     Apply(kWithDumps);
-    const DWORD threadId = CrashWithLittleStack(*this);
+    const DWORD thread = CrashWithStack(0x3FFFF);
     EXPECT_EQ(asked.dumps, 1);
-    EXPECT_EQ(asked.exception.ThreadId, threadId);
+    EXPECT_EQ(asked.exception.ThreadId, thread);
+    EXPECT_NE(asked.dumpedBy, thread);
+}
+
+TEST_F(CrashHandlerTest, EnoughStackNeedsNoOtherThread) {
+    Apply(kWithDumps);
+    const DWORD thread = CrashWithStack(0x40000);
+    EXPECT_EQ(asked.dumps, 1);
+    EXPECT_EQ(asked.exception.ThreadId, thread);
+    EXPECT_EQ(asked.dumpedBy, thread);
+}
+
+// The helper is the one thread whose id nobody asks for.
+decltype(&CreateThread) createThread;
+HANDLE WINAPI NoHelper(LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE start,
+                       LPVOID argument, DWORD flags, LPDWORD id) {
+    return id == nullptr ? nullptr : createThread(security, stack, start, argument, flags, id);
+}
+
+TEST_F(CrashHandlerTest, LittleStackIsNotDumpedWhileThereIsNoThreadToDoIt) {
+    Apply(kWithDumps);
+    {
+        const test::ImportPatch patch(OwnModule(), "CreateThread", &NoHelper);
+        createThread = patch.Original<std::remove_pointer_t<decltype(createThread)>>();
+        CrashWithStack();
+        const std::size_t handles = test::CountHandles();
+        for (int crash = 0; crash < 5; ++crash) {
+            CrashWithStack();
+        }
+        EXPECT_EQ(asked.dumps, 0);
+        EXPECT_LT(test::CountHandles(), handles + 5);
+    }
+    CrashWithStack();
+    EXPECT_EQ(asked.dumps, 1);
+}
+
+DWORD WINAPI TimeOutWhenTheHelperHasBegun(HANDLE object, DWORD milliseconds) {
+    if (milliseconds != 5000) {
+        return waitFor(object, milliseconds);
+    }
+    waitFor(object, INFINITE);
+    return WAIT_TIMEOUT;
+}
+
+TEST_F(CrashHandlerTest, HelperThatBeginsAtTheLastMomentIsAwaited) {
+    Apply(kWithDumps);
+    const test::ImportPatch patch(OwnModule(), "WaitForSingleObject", &TimeOutWhenTheHelperHasBegun);
+    waitFor = patch.Original<std::remove_pointer_t<decltype(waitFor)>>();
+    CrashWithStack();
+    EXPECT_EQ(asked.dumps, 1);
+    CrashWithStack();
+    EXPECT_EQ(asked.dumps, 2);
 }
 
 TEST_F(CrashHandlerTest, LittleStackIsNoHindranceAgainAndLeavesNoHandle) {
     Apply(kWithDumps);
-    CrashWithLittleStack(*this);
+    CrashWithStack();
     const std::size_t handles = test::CountHandles();
     for (int crash = 0; crash < 5; ++crash) {
-        CrashWithLittleStack(*this);
+        CrashWithStack();
     }
     EXPECT_EQ(asked.dumps, 6);
     EXPECT_LT(test::CountHandles(), handles + 5);

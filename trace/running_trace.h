@@ -46,6 +46,23 @@ protected:
 
 using Lines = std::vector<std::string>;
 
+// For "GetLocalTime" and "GetTickCount", where a line tells the local time and the uptime.
+inline constexpr char kGivenLocalTime[] = "2031-02-03 14:05:06.007";
+inline void WINAPI GiveLocalTime(SYSTEMTIME* time) {
+    *time = {.wYear = 2031,
+             .wMonth = 2,
+             .wDayOfWeek = 1,
+             .wDay = 3,
+             .wHour = 14,
+             .wMinute = 5,
+             .wSecond = 6,
+             .wMilliseconds = 7};
+}
+inline constexpr char kGivenUptime[] = "4000000s";
+inline DWORD WINAPI GiveTickCount() {
+    return 4'000'000'999;
+}
+
 // The imports of this test program, in which the trace is linked.
 inline HMODULE OwnModule() {
     return GetModuleHandleA(nullptr);
