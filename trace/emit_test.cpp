@@ -15,7 +15,8 @@ void WINAPI RecordDebugString(LPCSTR text) {
     events.push_back(text);
 }
 
-BOOL WINAPI ConsoleWithColour7(HANDLE, CONSOLE_SCREEN_BUFFER_INFO* info) {
+BOOL WINAPI ConsoleWithColour7(HANDLE console, CONSOLE_SCREEN_BUFFER_INFO* info) {
+    EXPECT_EQ(console, GetStdHandle(STD_OUTPUT_HANDLE));
     *info = {};
     info->wAttributes = 7;
     return TRUE;
@@ -25,7 +26,8 @@ BOOL WINAPI NoConsole(HANDLE, CONSOLE_SCREEN_BUFFER_INFO*) {
     return FALSE;
 }
 
-BOOL WINAPI RecordColour(HANDLE, WORD colour) {
+BOOL WINAPI RecordColour(HANDLE console, WORD colour) {
+    EXPECT_EQ(console, GetStdHandle(STD_OUTPUT_HANDLE));
     events.push_back("<" + std::to_string(colour) + ">");
     return TRUE;
 }

@@ -16,10 +16,11 @@ HRESULT WINAPI FolderPath(HWND, int, HANDLE, DWORD, LPSTR path) {
 }
 
 DWORD session = 0;
+BOOL sessionIsKnown = TRUE;
 BOOL WINAPI SessionOf(DWORD process, DWORD* id) {
     EXPECT_EQ(process, GetCurrentProcessId());
     *id = session;
-    return TRUE;
+    return sessionIsKnown;
 }
 
 // The library's trace as DllMain runs it, with the test program for a host.
@@ -67,6 +68,16 @@ TEST_F(LibraryTraceTest, AnyOtherSessionLogsInTheUsersFolder) {
                 testing::ElementsAre("info: session 1", "info: session 2", "info: session 4294967295"));
 }
 
+TEST_F(LibraryTraceTest, UnknownSessionLogsInTheUsersFolder) {
+    session = 0;
+    sessionIsKnown = FALSE;
+    TraceOnProcessAttach();
+    sessionIsKnown = TRUE;
+    TRACE_INFO("unknown");
+    TraceOnProcessDetach(false);
+    EXPECT_EQ(test::Messages(test::ReadTraceLines(UsersFolder() / LogName())), Lines({"info: unknown"}));
+}
+
 TEST_F(LibraryTraceTest, UnloadClosesBothFiles) {
     session = 1;
     TraceOnProcessAttach();
@@ -75,6 +86,17 @@ TEST_F(LibraryTraceTest, UnloadClosesBothFiles) {
     EXPECT_EQ(traceState.mainLog.file, nullptr);
     EXPECT_EQ(traceState.errorCopy.file, nullptr);
     EXPECT_EQ(std::filesystem::remove_all(UsersFolder()), 3u); // both files and the folder: none is open
+}
+
+// The writer's thread is gone by then: there is nobody to wait for.
+TEST_F(LibraryTraceTest, ProcessEndLeavesTheWriterAlone) {
+    session = 1;
+    TraceOnProcessAttach();
+    TRACE_INFO("last words");
+    TraceOnProcessDetach(true);
+    EXPECT_NE(traceState.stopEvent, nullptr);
+    EXPECT_EQ(test::ReadTraceLines(UsersFolder() / LogName()).back().text, "trace stopped");
+    traceState.initialised = 1; // the writer still runs here: end it as an unload does
 }
 
 } // namespace

@@ -35,7 +35,9 @@ protected:
 };
 
 std::string localAppData; // what the patched SHGetFolderPathA gives; empty: it fails
-HRESULT WINAPI FolderPath(HWND, int folder, HANDLE, DWORD, LPSTR path) {
+HRESULT WINAPI FolderPath(HWND, int folder, HANDLE user, DWORD which, LPSTR path) {
+    EXPECT_EQ(user, nullptr); // whoever runs the host
+    EXPECT_EQ(which, static_cast<DWORD>(SHGFP_TYPE_CURRENT));
     if (folder != CSIDL_LOCAL_APPDATA || localAppData.empty()) {
         return E_FAIL;
     }
@@ -77,6 +79,16 @@ TEST_F(LifeCycleTest, StartLineTellsTheSystemsUptimeAndLocalTime) {
     EXPECT_EQ(std::stoi(match[2]), now.wYear);
     EXPECT_EQ(std::stoi(match[3]), now.wMonth);
     EXPECT_NEAR(std::stoi(match[4]), now.wDay, now.wDay > 27 ? 30 : 1); // midnight may have passed
+}
+
+TEST_F(LifeCycleTest, StartLineIsToTheMillisecond) {
+    const test::ImportPatch time(OwnModule(), "GetLocalTime", &GiveLocalTime);
+    const test::ImportPatch uptime(OwnModule(), "GetTickCount", &GiveTickCount);
+    TraceStart(narrow_.c_str(), "host.log");
+    const std::string text = LinesAfterStop(folder_.Path() / "host.log").at(0).text;
+    EXPECT_NE(text.find(std::string(", ") + kGivenUptime + ") " + kGivenLocalTime + " type: "),
+              std::string::npos)
+        << text;
 }
 
 TEST_F(LifeCycleTest, DefaultsAfterStart) {
@@ -182,6 +194,21 @@ TEST_F(LifeCycleTest, WithoutAFolderTheLogLiesBesideTheHost) {
         EXPECT_EQ(test::Messages(LinesAfterStop(file)), Lines({"info: beside"}));
         std::filesystem::remove(file);
     }
+}
+
+HRESULT WINAPI NoFolder(HWND, int, HANDLE, DWORD, LPSTR path) {
+    path[0] = '\0';
+    return S_FALSE;
+}
+
+TEST_F(LifeCycleTest, UsersFolderThatDoesNotExistCountsAsNone) {
+    const test::ImportPatch patch(OwnModule(), "SHGetFolderPathA", &NoFolder);
+    const std::string name = "life_cycle_test_" + std::to_string(GetCurrentProcessId()) + ".log";
+    TraceStart("%localappdata%", name.c_str());
+    TRACE_INFO("beside");
+    const std::filesystem::path file = ProgramFolder() / "logs" / "trace" / name;
+    EXPECT_EQ(test::Messages(LinesAfterStop(file)), Lines({"info: beside"}));
+    std::filesystem::remove(file);
 }
 
 TEST_F(LifeCycleTest, StopIsLoggedThoughInfoIsOff) {

@@ -65,6 +65,30 @@ TEST_F(LogFilesTest, HostsLocaleDoesNotChangeWhereTheFilesLie) {
     EXPECT_THAT(test::Messages(test::ReadTraceLines(folder / "host_error.log")), ElementsAre("error: made"));
 }
 
+// A host may have the narrow functions of the system take their names in the OEM code page.
+class OemFileNames {
+public:
+    OemFileNames() { SetFileApisToOEM(); }
+    OemFileNames(const OemFileNames&) = delete;
+    OemFileNames& operator=(const OemFileNames&) = delete;
+    ~OemFileNames() { SetFileApisToANSI(); }
+};
+
+TEST_F(LogFilesTest, HostsChoiceOfTheOemCodePageHoldsForTheFilesToo) {
+    Stop();
+    const auto folder = folder_.Path() / L"Andr\u00e9";
+    char narrow[64] = {};
+    WideCharToMultiByte(CP_OEMCP, 0, L"Andr\u00e9\\", -1, narrow, sizeof(narrow), nullptr, nullptr);
+    {
+        const OemFileNames oem;
+        TraceStart((folder_.NarrowWithBackslash() + narrow).c_str(), "host.log");
+        TRACE_ERROR("made");
+        Stop();
+    }
+    EXPECT_THAT(test::Messages(test::ReadTraceLines(folder / "host.log")), ElementsAre("error: made"));
+    EXPECT_THAT(test::Messages(test::ReadTraceLines(folder / "host_error.log")), ElementsAre("error: made"));
+}
+
 TEST_F(LogFilesTest, FilesGoOnAtTheirEnd) {
     Stop();
     WriteFileBytes(File("host.log"), "older\r\n");
@@ -129,6 +153,61 @@ TEST_F(LogFilesTest, ChildProcessesDoNotInheritTheFiles) {
         ASSERT_TRUE(GetHandleInformation(StreamHandle(*stream), &flags));
         EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0u);
     }
+}
+
+TEST_F(LogFilesTest, FilesAreOpenedToBeReadAsWell) {
+    TRACE_ERROR("open");
+    Flush();
+    const TraceLockGuard lock;
+    for (const LogStream* stream : {&traceState.mainLog, &traceState.errorCopy}) {
+        char byte = 0;
+        DWORD count = 0;
+        EXPECT_TRUE(ReadFile(StreamHandle(*stream), &byte, 1, &count, nullptr));
+    }
+}
+
+// fflush(nullptr) would be for every stream of the process.
+TEST_F(LogFilesTest, StreamsOfTheHostAreNotFlushed) {
+    std::FILE* hosts = _fsopen(File("hosts.txt").string().c_str(), "wb", _SH_DENYNO);
+    ASSERT_NE(hosts, nullptr);
+    std::fputs("in the host's buffer", hosts);
+    {
+        const TraceLockGuard lock;
+        CloseStreams();
+        FlushStreams();
+    }
+    EXPECT_EQ(Bytes("hosts.txt"), "");
+    std::fclose(hosts);
+    EXPECT_EQ(Bytes("hosts.txt"), "in the host's buffer");
+}
+
+std::size_t WriteHalf(const void*, std::size_t size, std::size_t count, std::FILE*) {
+    return size * count / 2;
+}
+
+TEST_F(LogFilesTest, SizeGrowsByWhatWasWritten) {
+    TRACE_INFO("opens the file");
+    Flush();
+    const TraceLockGuard lock;
+    const std::uint64_t before = traceState.mainLog.size;
+    const test::ImportPatch patch(OwnModule(), "fwrite", &WriteHalf);
+    TRACE_INFO("the disk is full");
+    const std::uint64_t pending = traceState.pendingUsed;
+    TraceFlush();
+    EXPECT_EQ(traceState.mainLog.size, before + pending / 2);
+}
+
+std::int64_t NoPosition(std::FILE*) {
+    return -1;
+}
+
+TEST_F(LogFilesTest, FileWhoseEndIsUnknownCountsAsEmpty) {
+    const test::ImportPatch patch(OwnModule(), "_ftelli64", &NoPosition);
+    const TraceLockGuard lock;
+    TRACE_INFO("opens the file");
+    const std::uint64_t pending = traceState.pendingUsed;
+    TraceFlush();
+    EXPECT_EQ(traceState.mainLog.size, pending);
 }
 
 TEST_F(LogFilesTest, RecordsAreDroppedWhileTheFileIsLocked) {

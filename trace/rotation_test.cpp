@@ -75,6 +75,24 @@ TEST_F(RotationTest, RotatesAtTheLimitAndStartsWithAHeader) {
     EXPECT_EQ(traceState.mainLog.size, std::filesystem::file_size(File("host_2.log")));
 }
 
+TEST_F(RotationTest, HeaderTellsTimeZoneLocalTimeAndUptime) {
+    char zone[256] = {};
+    std::size_t length = 0;
+    ASSERT_EQ(_get_tzname(&length, zone, sizeof(zone), 0), 0);
+    Limit(1);
+    {
+        const test::ImportPatch time(OwnModule(), "GetLocalTime", &GiveLocalTime);
+        const test::ImportPatch uptime(OwnModule(), "GetTickCount", &GiveTickCount);
+        Fill(kMiB + 50'000);
+    }
+    const std::string header = FirstLine(Bytes("host_2.log"));
+    EXPECT_TRUE(header.starts_with(std::string("(Time Zone: ") + zone + ") (")) << header;
+    EXPECT_NE(
+        header.find(std::string(", ") + kGivenUptime + ") log rotated at " + kGivenLocalTime + " type: "),
+        std::string::npos)
+        << header;
+}
+
 TEST_F(RotationTest, FilesAlternateAndStartEmptyAtTheirTurn) {
     Limit(1);
     Fill(kMiB + 50'000);

@@ -67,6 +67,29 @@ TEST_F(SettingsTest, ValuesOfAnotherTypeCountAsMissing) {
     EXPECT_EQ(settings.sizeLimitMiB, 512u);
 }
 
+TEST_F(SettingsTest, ValuesThatAreTooShortCountAsMissing) {
+    key_.SetShortDword("flag", 0x1FF);
+    key_.SetShortDword("size", 7);
+    const TraceSettings settings = ReadTraceSettings(key_.Path());
+    EXPECT_EQ(settings.flags, 0u);
+    EXPECT_EQ(settings.sizeLimitMiB, 512u);
+}
+
+REGSAM accessAskedFor;
+decltype(&RegOpenKeyExA) openKey;
+LSTATUS WINAPI RecordAccess(HKEY root, LPCSTR path, DWORD options, REGSAM access, PHKEY key) {
+    accessAskedFor = access;
+    return openKey(root, path, options, access, key);
+}
+
+// Whoever runs the host may read the settings; to change them takes an administrator.
+TEST_F(SettingsTest, KeyIsOpenedToBeReadOnly) {
+    const test::ImportPatch patch(OwnModule(), "RegOpenKeyExA", &RecordAccess);
+    openKey = patch.Original<std::remove_pointer_t<decltype(openKey)>>();
+    ReadTraceSettings(key_.Path());
+    EXPECT_EQ(accessAskedFor, static_cast<REGSAM>(KEY_QUERY_VALUE));
+}
+
 TEST_F(SettingsTest, ValuesAreReadOneByOne) {
     key_.SetDword("size", 3);
     EXPECT_EQ(ReadTraceSettings(key_.Path()).flags, 0u);
@@ -96,6 +119,16 @@ TEST_F(SettingsTest, ChangeIsLoggedToTheLetter) {
             R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} type: 0x10f size: 3 memory: 0x0000000000000000)")))
         << lines[0].text;
     EXPECT_EQ(lines[1].text, "trace stopped");
+}
+
+TEST_F(SettingsTest, ChangeIsLoggedWithLocalTimeAndUptime) {
+    const test::ImportPatch time(OwnModule(), "GetLocalTime", &GiveLocalTime);
+    const test::ImportPatch uptime(OwnModule(), "GetTickCount", &GiveTickCount);
+    Apply(0x10F, 0);
+    Flush();
+    EXPECT_THAT(MessagesIn("host.log"),
+                ElementsAre(testing::HasSubstr(std::string(", ") + kGivenUptime + ") setting changed at " +
+                                               kGivenLocalTime + " type: ")));
 }
 
 TEST_F(SettingsTest, ChangeIsLoggedWithInfoForcedOn) {
@@ -214,6 +247,34 @@ TEST_F(SettingsTest, SwitchingFileOutputOffDeletesTheLogsButNotThePlainErrorCopy
     EXPECT_EQ(traceState.names.main.View(), folder_.NarrowWithBackslash() + "host_1.log");
     EXPECT_EQ(traceState.names.errorCopy.View(), folder_.NarrowWithBackslash() + "host_2_error.log");
     traceState.names.main = {}; // the stop writes nothing: no output is enabled
+}
+
+TEST_F(SettingsTest, LogsThatAreDeletedAreNamedByTheNewFlags) {
+    const std::string withPid = "host_pid_" + std::to_string(GetCurrentProcessId()) + ".log";
+    Make("host.log");
+    Make(withPid.c_str());
+    Apply(0xF | kTracePidInFileNames, 0);
+    EXPECT_THAT(Files(), ElementsAre("host.log"));
+    const TraceLockGuard lock;
+    traceState.names.main = {};
+}
+
+TEST_F(SettingsTest, NamesAreThoseOfTheNewSizeWhenTheLogsAreDeletedToo) {
+    Apply(kTraceDefaultFlags, 1);
+    Apply(0xF, 0);
+    const TraceLockGuard lock;
+    EXPECT_EQ(traceState.names.main.View(), folder_.NarrowWithBackslash() + "host.log");
+    EXPECT_EQ(traceState.names.errorCopy.View(), folder_.NarrowWithBackslash() + "host_error.log");
+    traceState.names.main = {};
+}
+
+TEST_F(SettingsTest, NewSizeAloneDeletesNothing) {
+    Apply(0xF, 0);
+    Make("host_1.log");
+    Apply(0xF, 2);
+    EXPECT_THAT(Files(), ElementsAre("host_1.log"));
+    const TraceLockGuard lock;
+    traceState.names.main = {};
 }
 
 TEST_F(SettingsTest, DeletingNothingIsHarmless) {

@@ -28,6 +28,7 @@ public:
     const char* Path() const { return path_.c_str(); }
 
     void SetDword(const char* name, std::uint32_t value) { Set(name, REG_DWORD, &value, sizeof(value)); }
+    void SetShortDword(const char* name, std::uint16_t value) { Set(name, REG_DWORD, &value, sizeof(value)); }
     void SetQword(const char* name, std::uint64_t value) { Set(name, REG_QWORD, &value, sizeof(value)); }
     void SetText(const char* name, const char* value) { Set(name, REG_SZ, value, std::strlen(value) + 1); }
 
