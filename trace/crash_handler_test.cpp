@@ -377,6 +377,8 @@ TEST_F(CrashHandlerTest, CrashDuringAnothersDumpReturnsWhenThatIsComplete) {
 TEST_F(CrashHandlerTest, StopAfterASurvivedCrashClearsUp) {
     Apply(kWithDumps);
     Crash();
+    EXPECT_EQ(TraceFlags.load(), 0u);
+    EXPECT_FALSE(traceState.names.main.IsSet());
     EXPECT_NE(traceState.ring, nullptr);
     TraceStop();
     EXPECT_EQ(traceState.ring, nullptr);

@@ -1,6 +1,7 @@
 #include "trace/life_cycle.h"
 
 #include "tests/support/process_counts.h"
+#include "trace/log_folder.h"
 #include "trace/running_trace.h"
 #include "trace/test_key.h"
 
@@ -81,14 +82,69 @@ TEST_F(LifeCycleTest, StartLineTellsTheSystemsUptimeAndLocalTime) {
     EXPECT_NEAR(std::stoi(match[4]), now.wDay, now.wDay > 27 ? 30 : 1); // midnight may have passed
 }
 
-TEST_F(LifeCycleTest, StartLineIsToTheMillisecond) {
-    const test::ImportPatch time(OwnModule(), "GetLocalTime", &GiveLocalTime);
+int localTimeReadings;
+void WINAPI GiveLocalTimeAndThenAnother(SYSTEMTIME* time) {
+    GiveLocalTime(time);
+    time->wYear = static_cast<WORD>(time->wYear + localTimeReadings++);
+}
+
+TEST_F(LifeCycleTest, StartLineTellsWhenTheStartBeganToTheMillisecond) {
+    localTimeReadings = 0;
+    const test::ImportPatch time(OwnModule(), "GetLocalTime", &GiveLocalTimeAndThenAnother);
     const test::ImportPatch uptime(OwnModule(), "GetTickCount", &GiveTickCount);
     TraceStart(narrow_.c_str(), "host.log");
     const std::string text = LinesAfterStop(folder_.Path() / "host.log").at(0).text;
     EXPECT_NE(text.find(std::string(", ") + kGivenUptime + ") " + kGivenLocalTime + " type: "),
               std::string::npos)
         << text;
+}
+
+bool zoneWasReadAnew;
+bool zoneNameWasRead;
+decltype(&_get_tzname) readZoneName;
+void ReadZoneAnew() {
+    zoneWasReadAnew = true;
+}
+errno_t ReadZoneNameAfterwards(std::size_t* length, char* name, std::size_t size, int index) {
+    zoneNameWasRead = true;
+    EXPECT_TRUE(zoneWasReadAnew);
+    return readZoneName(length, name, size, index);
+}
+
+TEST_F(LifeCycleTest, StartReadsTheTimeZoneAnewBeforeItsName) {
+    zoneWasReadAnew = false;
+    zoneNameWasRead = false;
+    const test::ImportPatch zone(OwnModule(), "_tzset", &ReadZoneAnew);
+    const test::ImportPatch name(OwnModule(), "_get_tzname", &ReadZoneNameAfterwards);
+    readZoneName = name.Original<std::remove_pointer_t<decltype(readZoneName)>>();
+    TraceStart(narrow_.c_str(), "host.log");
+    EXPECT_TRUE(zoneNameWasRead);
+    TraceStop();
+}
+
+BOOL WINAPI ClearInfoFlagWhileStarting(LARGE_INTEGER* frequency) {
+    TraceFlags &= ~kTraceInfo;
+    frequency->QuadPart = 10'000'000;
+    return TRUE;
+}
+
+TEST_F(LifeCycleTest, StartIsNotLoggedWithoutTheInfoFlag) {
+    const test::ImportPatch patch(OwnModule(), "QueryPerformanceFrequency", &ClearInfoFlagWhileStarting);
+    TraceStart(narrow_.c_str(), "host.log");
+    const auto lines = LinesAfterStop(folder_.Path() / "host.log");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].text, "trace stopped");
+}
+
+DWORD WINAPI GiveLongestPath(HMODULE, LPSTR path, DWORD size) {
+    std::memset(path, 'x', size - 1);
+    path[size - 1] = '\0';
+    return size;
+}
+
+TEST_F(LifeCycleTest, PathOfTheHostMayHave260Characters) {
+    const test::ImportPatch patch(OwnModule(), "GetModuleFileNameA", &GiveLongestPath);
+    EXPECT_EQ(HostExecutablePath().View(), std::string(260, 'x'));
 }
 
 TEST_F(LifeCycleTest, DefaultsAfterStart) {
@@ -228,9 +284,18 @@ TEST_F(LifeCycleTest, StopClearsWhatStartHadSet) {
     EXPECT_EQ(traceState.stopEvent, nullptr);
 }
 
+int lockAttempts;
+BOOL WINAPI CountLockAttempt(CRITICAL_SECTION* lock) {
+    lockAttempts += lock == &traceState.lock ? 1 : 0;
+    return FALSE;
+}
+
 TEST_F(LifeCycleTest, StopWithoutStartDoesNothing) {
+    lockAttempts = 0;
+    const test::ImportPatch patch(OwnModule(), "TryEnterCriticalSection", &CountLockAttempt);
     TraceStop();
     TraceStopAtProcessEnd();
+    EXPECT_EQ(lockAttempts, 0); // there is no lock
     EXPECT_EQ(TraceFlags.load(), 0u);
 }
 
@@ -372,8 +437,16 @@ TEST_F(LifeCycleTest, ProcessEndWritesAndClosesWhatItCan) {
     TraceStopAtProcessEnd();
     EXPECT_EQ(traceState.mainLog.file, nullptr);
     EXPECT_EQ(traceState.errorCopy.file, nullptr);
+    EXPECT_EQ(traceState.initialised, 0u);
     const auto lines = test::ReadTraceLines(folder_.Path() / "host.log");
     EXPECT_EQ(lines.back().text, "trace stopped");
+    std::thread([] {
+        const bool free = TryEnterCriticalSection(&traceState.lock) != FALSE;
+        EXPECT_TRUE(free);
+        if (free) {
+            LeaveCriticalSection(&traceState.lock);
+        }
+    }).join();
     traceState.initialised = 1; // the writer still runs here: end it as an unload does
 }
 

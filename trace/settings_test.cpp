@@ -268,6 +268,17 @@ TEST_F(SettingsTest, NamesAreThoseOfTheNewSizeWhenTheLogsAreDeletedToo) {
     traceState.names.main = {};
 }
 
+// Which of the two error copies goes is chosen with a limit of 1 MiB.
+TEST_F(SettingsTest, FullErrorCopyOutlivesTheDeletion) {
+    Make("host_1_error.log");
+    std::filesystem::resize_file(File("host_1_error.log"), 1u << 20);
+    Make("host_2_error.log", std::chrono::hours(1));
+    Apply(0xF, 0);
+    EXPECT_THAT(Files(), ElementsAre("host_1_error.log"));
+    const TraceLockGuard lock;
+    traceState.names.main = {};
+}
+
 TEST_F(SettingsTest, NewSizeAloneDeletesNothing) {
     Apply(0xF, 0);
     Make("host_1.log");
