@@ -61,6 +61,8 @@ TEST(FileChoiceTest, SizeBeyondItsWidthWrapsAround) {
     EXPECT_EQ(ChooseFile({20, 2048 * kMiB}, {10, 0}, 512), FileChoice::TakeFirst);
     EXPECT_EQ(ChooseFile({20, 4096 * kMiB + 5}, {10, 0}, 512), FileChoice::TakeFirst);
     EXPECT_EQ(ChooseFile({20, 4096 * kMiB + 512 * kMiB}, {10, 0}, 512), FileChoice::DeleteSecondTakeSecond);
+    EXPECT_EQ(ChooseFile({10, 0}, {20, 2048 * kMiB}, 512), FileChoice::TakeSecond);
+    EXPECT_EQ(ChooseFile({10, 0}, {20, 4096 * kMiB + 5}, 512), FileChoice::TakeSecond);
 }
 
 } // namespace

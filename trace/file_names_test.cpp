@@ -36,6 +36,8 @@ TEST(FileNamesTest, PidStandsBeforeTheExtension) {
     EXPECT_EQ(names.main.View(), "C:\\logs\\trace\\host_pid_4321.log");
     EXPECT_EQ(names.errorCopy.View(), "C:\\logs\\trace\\host_error_pid_4321.log");
     EXPECT_EQ(names.rotationA.View(), "C:\\logs\\trace\\host_1_pid_4321.log");
+    EXPECT_EQ(names.rotationB.View(), "C:\\logs\\trace\\host_2_pid_4321.log");
+    EXPECT_EQ(names.errorRotationA.View(), "C:\\logs\\trace\\host_1_error_pid_4321.log");
     EXPECT_EQ(names.errorRotationB.View(), "C:\\logs\\trace\\host_2_error_pid_4321.log");
 }
 
@@ -71,6 +73,8 @@ TEST(FileNamesTest, FolderNeedsItsBackslash) {
 TEST(FileNamesTest, FileNameIsNotEmptyAndHasNoBackslash) {
     EXPECT_EQ(CheckNames(kFolder, ""), 87u);
     EXPECT_EQ(CheckNames(kFolder, "a\\b.log"), 87u);
+    EXPECT_EQ(CheckNames(kFolder, "\\b.log"), 87u);
+    EXPECT_EQ(CheckNames(kFolder, "b.log\\"), 87u);
     EXPECT_EQ(CheckNames(kFolder, "b.log"), 0u);
     EXPECT_EQ(CheckNames(kFolder, "b"), 0u);
 }

@@ -45,6 +45,7 @@ TEST(FormatterTest, UnsignedDecimal) {
     EXPECT_EQ(Format("%u", 0u), "0");
     EXPECT_EQ(Format("%u", UINT_MAX), "4294967295");
     EXPECT_EQ(Format("%llu", ULLONG_MAX), "18446744073709551615");
+    EXPECT_EQ(Format("%22llu", ULLONG_MAX), "  18446744073709551615");
 }
 
 TEST(FormatterTest, CharacterZeroIsOneCharacter) {
@@ -212,6 +213,7 @@ TEST(FormatterTest, LongerMessageEndsInThreeDots) {
 TEST(FormatterTest, HugeWidthIsBounded) {
     const std::string blanks(16380, ' ');
     EXPECT_EQ(Format("%99999999999999999999d", 1), blanks + "...");
+    EXPECT_EQ(Format("%18446744073709551618d", 1), blanks + "..."); // 2 in 64 bits
     EXPECT_EQ(Format("%*d", INT_MAX, 1), blanks + "...");
     EXPECT_EQ(Format("%*s", INT_MAX, "x"), blanks + "...");
     EXPECT_EQ(Format("%*d", INT_MIN, 1), "1" + std::string(16379, ' ') + "...");

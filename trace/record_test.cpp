@@ -117,6 +117,13 @@ TEST(RecordTest, OverlongFieldsAreCut) {
     EXPECT_EQ(LabelOf(head), "[01234567890123456789012345678...  1413 0123456789012...] ");
 }
 
+TEST(RecordTest, LongestFieldsAreWhole) {
+    RecordHead head = DefaultHead();
+    head.moduleName = "01234567890123456789012345678901";
+    head.level = "0123456789012345";
+    EXPECT_EQ(LabelOf(head), "[01234567890123456789012345678901  1413 0123456789012345] ");
+}
+
 TEST(RecordTest, LongestHeadFitsItsMemory) {
     RecordHead head = DefaultHead();
     head.processId = UINT_MAX;
