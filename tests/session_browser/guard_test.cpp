@@ -138,13 +138,14 @@ TEST_F(SessionSignInGuardTest, AListenerWithoutMemoryGivesNoId) {
     const std::string id(40, 'i');
     browser_ = [this, id] {
         try {
-            ScriptedConnection connection(RedirectPort(), std::chrono::milliseconds(500));
+            ScriptedConnection connection(RedirectPort(), std::chrono::seconds(30), shortOfMemory.get());
             connection.Send("GET /?id=" + id + " HTTP/1.1\r\n\r\n");
             connection.ReceiveAll(std::chrono::milliseconds(500));
         } catch (const std::runtime_error&) {
             // the listener has gone already
         }
     };
+    shortOfMemory.reset(); // none yet
     SignIn(); // what is allocated once is allocated now
     Patch("malloc", &AllocateUntilShortage);
     Patch("_beginthreadex", &BeginInShortage);

@@ -59,18 +59,21 @@ protected:
         return result;
     }
 
-    // Sign-ins in which each allocation in turn fails on the library's thread with this number.
+    // Sign-ins in which each allocation in turn fails on the library's thread with this number: 1 for the listener, 2
+    // for the reader.
     void SignInWithShortThread(int thread, const std::vector<std::string>& errorsOfEach) {
         const std::string request = "GET /?id=" + std::string(40, 'i') + " HTTP/1.1\r\n\r\n";
-        browser_ = [this, request] {
+        browser_ = [this, request, thread] {
+            const HANDLE listener = thread == 1 ? shortOfMemory.get() : nullptr;
             try {
-                ScriptedConnection connection(ssoPort_, std::chrono::milliseconds(500));
+                ScriptedConnection connection(ssoPort_, std::chrono::seconds(30), listener);
                 connection.Send(request);
                 connection.ReceiveAll();
             } catch (const std::runtime_error&) {
                 // the listener has gone already
             }
         };
+        shortOfMemory.reset(); // none yet
         SignIn(); // what is allocated once is allocated now
         Patch("malloc", &AllocateUntilShortage);
         Patch("_beginthreadex", &BeginInShortage);

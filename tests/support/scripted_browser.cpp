@@ -62,16 +62,18 @@ SOCKET BoundSocket(std::uint16_t& port) {
 
 } // namespace
 
-ScriptedConnection::ScriptedConnection(std::uint16_t port, std::chrono::milliseconds patience) {
+ScriptedConnection::ScriptedConnection(std::uint16_t port, std::chrono::milliseconds patience,
+                                       HANDLE listener) {
     const auto deadline = Clock::now() + patience;
     const sockaddr_in address = Loopback(port);
     for (;;) {
+        const bool ended = listener != nullptr && WaitForSingleObject(listener, 0) == WAIT_OBJECT_0;
         socket_ = NewSocket();
         if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
             return;
         }
         Close();
-        if (Clock::now() > deadline) {
+        if (ended || Clock::now() > deadline) {
             throw std::runtime_error("nobody listens on port " + std::to_string(port));
         }
         Sleep(5); // a refused connection gives nothing to wait for

@@ -10,10 +10,11 @@ namespace zelto::test {
 // One TCP connection to 127.0.0.1, byte by byte under the test's control: the browser's side of the callback.
 class ScriptedConnection {
 public:
-    // Connects within `patience`, trying again while the port refuses; throws std::runtime_error when it
-    // never accepts.
+    // Connects within `patience`, trying again while the port refuses; throws std::runtime_error when it never
+    // accepts, or refuses after the thread `listener`, if there is one, has ended.
     explicit ScriptedConnection(std::uint16_t port,
-                                std::chrono::milliseconds patience = std::chrono::seconds(10));
+                                std::chrono::milliseconds patience = std::chrono::seconds(10),
+                                HANDLE listener = nullptr);
     ScriptedConnection(const ScriptedConnection&) = delete;
     ScriptedConnection& operator=(const ScriptedConnection&) = delete;
     ~ScriptedConnection();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "auth/kernel_handle.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -46,6 +48,9 @@ inline void* __cdecl AllocateUntilShortage(std::size_t size) {
 inline std::atomic<int> shortThread;
 inline std::atomic<int> failingAllocation;
 
+// The last one; empty before there was one.
+inline KernelHandle shortOfMemory;
+
 // For "_beginthreadex".
 inline std::uintptr_t __cdecl BeginInShortage(void* security, unsigned stack, _beginthreadex_proc_type start,
                                               void* argument, unsigned flags, unsigned* id) {
@@ -56,6 +61,7 @@ inline std::uintptr_t __cdecl BeginInShortage(void* security, unsigned stack, _b
     const std::uintptr_t thread =
         _beginthreadex(security, stack, start, argument, flags | CREATE_SUSPENDED, &shortOne);
     shortage = {shortOne, failingAllocation, false};
+    shortOfMemory = DuplicateKernelHandle(reinterpret_cast<HANDLE>(thread));
     ResumeThread(reinterpret_cast<HANDLE>(thread));
     return thread;
 }
