@@ -145,7 +145,7 @@ TEST_F(SessionSignInGuardTest, AListenerWithoutMemoryGivesNoId) {
             // the listener has gone already
         }
     };
-    shortOfMemory.reset(); // none yet
+    shortOfMemory.reset();
     SignIn(); // what is allocated once is allocated now
     Patch("malloc", &AllocateUntilShortage);
     Patch("_beginthreadex", &BeginInShortage);

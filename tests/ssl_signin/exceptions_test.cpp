@@ -73,7 +73,7 @@ protected:
                 // the listener has gone already
             }
         };
-        shortOfMemory.reset(); // none yet
+        shortOfMemory.reset();
         SignIn(); // what is allocated once is allocated now
         Patch("malloc", &AllocateUntilShortage);
         Patch("_beginthreadex", &BeginInShortage);
