@@ -278,17 +278,25 @@ BOOL WINAPI StartAndRunShort(LPCWSTR application, LPWSTR commandLine, SECURITY_A
                           startup, information);
 }
 
-TEST_F(TokenShortageTest, AnOutputThatThereIsNoMemoryForIsReadToItsEndAllTheSame) {
+class TokenLargeOutputTest : public TokenShortageTest {
+protected:
+    // Runs the export with a program whose output there is no memory for.
+    void FailToKeepOutput() {
+        Patch("CreateProcessW", &StartAndRunShort);
+        Patch("malloc", &AllocateUntilShortage);
+        Behave(L"large");
+        ExpectFailure();
+        EXPECT_TRUE(shortage.struck);
+        shortage = {};
+    }
+};
+
+TEST_F(TokenLargeOutputTest, ThatThereIsNoMemoryForIsReadToItsEndAllTheSame) {
     bytesRead = 0;
     exitCodeSeen = STILL_ACTIVE;
     Patch("ReadFile", &ReadAndCount);
     Patch("GetExitCodeProcess", &SeeExitCode);
-    Patch("CreateProcessW", &StartAndRunShort);
-    Patch("malloc", &AllocateUntilShortage);
-    Behave(L"large");
-    ExpectFailure();
-    EXPECT_TRUE(shortage.struck);
-    shortage = {};
+    FailToKeepOutput();
     EXPECT_EQ(bytesRead, (10u << 20) + 2);
     EXPECT_EQ(exitCodeSeen, 0u); // its end was waited for
 }
@@ -310,16 +318,11 @@ BOOL WINAPI LookAtLastChunk(HANDLE process, DWORD* code) {
 }
 
 // It is read to the stack, where later calls may overwrite some of it, but not most.
-TEST_F(TokenShortageTest, AnOutputThatThereIsNoMemoryForIsWiped) {
+TEST_F(TokenLargeOutputTest, ThatThereIsNoMemoryForIsWiped) {
     lettersLeft = 0;
     Patch("ReadFile", &ReadAndRemember);
     Patch("GetExitCodeProcess", &LookAtLastChunk);
-    Patch("CreateProcessW", &StartAndRunShort);
-    Patch("malloc", &AllocateUntilShortage);
-    Behave(L"large");
-    ExpectFailure();
-    EXPECT_TRUE(shortage.struck);
-    shortage = {};
+    FailToKeepOutput();
     EXPECT_LT(lettersLeft, 16u);
 }
 
