@@ -55,12 +55,6 @@ TEST_F(TokenFailureTest, TheTokenProgramIsNoProgram) {
                                                "debug: Failed to create child process. Error: 193\n"}));
 }
 
-BOOL WINAPI RefuseProcess(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, LPVOID,
-                          LPCWSTR, STARTUPINFOW*, PROCESS_INFORMATION*) {
-    SetLastError(ERROR_ACCESS_DENIED);
-    return FALSE;
-}
-
 TEST_F(TokenFailureTest, TheProcessCannotBeCreated) {
     Patch("CreateProcessW", &RefuseProcess);
     ExpectFailure();

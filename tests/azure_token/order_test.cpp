@@ -52,15 +52,6 @@ BOOL WINAPI StartAndName(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRI
     return started;
 }
 
-BOOL WINAPI RefuseProcess(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, LPVOID,
-                          LPCWSTR, STARTUPINFOW*, PROCESS_INFORMATION*) {
-    return FALSE;
-}
-
-UINT WINAPI FindNoProduct(LPCWSTR, DWORD, DWORD, LPWSTR) {
-    return ERROR_NO_MORE_ITEMS;
-}
-
 BOOL WINAPI CloseAndRecord(HANDLE handle) {
     if (IsOurs(handle)) {
         Record("close " + recorded.names[handle]);

@@ -31,15 +31,6 @@ BOOL WINAPI RefuseEverySecondPipe(HANDLE* read, HANDLE* write, SECURITY_ATTRIBUT
     return ++pipes % 2 == 0 ? FALSE : CreatePipe(read, write, attributes, size);
 }
 
-UINT WINAPI FindNoProduct(LPCWSTR, DWORD, DWORD, LPWSTR) {
-    return ERROR_NO_MORE_ITEMS;
-}
-
-BOOL WINAPI RefuseProcess(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, LPVOID,
-                          LPCWSTR, STARTUPINFOW*, PROCESS_INFORMATION*) {
-    return FALSE;
-}
-
 // Blocks that the library has allocated and not freed, and those that held a secret when they were freed.
 std::atomic<long> blocks;
 std::atomic<int> revealing;

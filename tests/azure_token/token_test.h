@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include <windows.h>
 
 namespace zelto::test {
 
@@ -18,6 +19,18 @@ inline constexpr char kOldText[] = "old";
 
 // The folder of the client that is installed while these tests run. Its token program is the double.
 const std::filesystem::path& ClientFolder();
+
+// For "MsiEnumRelatedProductsW": no product has the upgrade code.
+inline UINT WINAPI FindNoProduct(LPCWSTR, DWORD, DWORD, LPWSTR) {
+    return ERROR_NO_MORE_ITEMS;
+}
+
+// For "CreateProcessW": nothing can be started.
+inline BOOL WINAPI RefuseProcess(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                                 LPVOID, LPCWSTR, STARTUPINFOW*, PROCESS_INFORMATION*) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
 
 // Removes what earlier tests of this program have logged; to be declared before the library.
 struct EmptyTokenLog {
