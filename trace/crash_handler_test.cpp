@@ -403,11 +403,11 @@ TEST_F(CrashHandlerTest, WriterThatHasNotEndedInTheCrashIsAwaitedByTheStop) {
         TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
     };
     crashAndStop();
-    const std::size_t handles = test::CountHandles();
+    const std::size_t handles = test::CountHandlesAndLogFiles();
     for (int round = 0; round < 5; ++round) {
         crashAndStop();
     }
-    EXPECT_LT(test::CountHandles(), handles + 5);
+    EXPECT_LT(test::CountHandlesAndLogFiles(), handles + 5);
 }
 
 TEST_F(CrashHandlerTest, WriterThatWaitsForTheCrashedThreadsLockDoesNotHangIt) {
@@ -459,12 +459,12 @@ TEST_F(CrashHandlerTest, LittleStackIsNotDumpedWhileThereIsNoThreadToDoIt) {
         const test::ImportPatch patch(OwnModule(), "CreateThread", &NoHelper);
         createThread = patch.Original<std::remove_pointer_t<decltype(createThread)>>();
         CrashWithStack();
-        const std::size_t handles = test::CountHandles();
+        const std::size_t handles = test::CountHandlesAndLogFiles();
         for (int crash = 0; crash < 5; ++crash) {
             CrashWithStack();
         }
         EXPECT_EQ(asked.dumps, 0);
-        EXPECT_LT(test::CountHandles(), handles + 5);
+        EXPECT_LT(test::CountHandlesAndLogFiles(), handles + 5);
     }
     CrashWithStack();
     EXPECT_EQ(asked.dumps, 1);
@@ -491,12 +491,12 @@ TEST_F(CrashHandlerTest, HelperThatBeginsAtTheLastMomentIsAwaited) {
 TEST_F(CrashHandlerTest, LittleStackIsNoHindranceAgainAndLeavesNoHandle) {
     Apply(kWithDumps);
     CrashWithStack();
-    const std::size_t handles = test::CountHandles();
+    const std::size_t handles = test::CountHandlesAndLogFiles();
     for (int crash = 0; crash < 5; ++crash) {
         CrashWithStack();
     }
     EXPECT_EQ(asked.dumps, 6);
-    EXPECT_LT(test::CountHandles(), handles + 5);
+    EXPECT_LT(test::CountHandlesAndLogFiles(), handles + 5);
 }
 
 // The lock of the trace is held for ever: the dump comes all the same.

@@ -350,13 +350,13 @@ TEST_F(LifeCycleTest, WriterThatNeverBeganLeavesNoHandle) {
     std::size_t before = 0;
     for (int round = 0; round < kRounds; ++round) {
         if (round == kRounds / 2) {
-            before = test::CountHandles();
+            before = test::CountHandlesAndLogFiles();
         }
         TraceStart(narrow_.c_str(), "host.log");
         TraceStop();
         CloseStreams();
     }
-    EXPECT_LT(test::CountHandles(), before + kRounds / 2);
+    EXPECT_LT(test::CountHandlesAndLogFiles(), before + kRounds / 2);
 }
 
 HANDLE WINAPI NoEvent(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCSTR) {
@@ -378,11 +378,11 @@ protected:
     void ExpectItServes(const char* import, Function* replacement) {
         const test::ImportPatch patch(OwnModule(), import, replacement);
         StartLogStop(); // opens what the system keeps
-        const std::size_t before = test::CountHandles();
+        const std::size_t before = test::CountHandlesAndLogFiles();
         for (int round = 0; round < 5; ++round) {
             StartLogStop();
         }
-        EXPECT_EQ(test::CountHandles(), before);
+        EXPECT_EQ(test::CountHandlesAndLogFiles(), before);
         EXPECT_EQ(test::Messages(test::ReadTraceLines(folder_.Path() / "host.log")),
                   Lines(6, "info: without a writer"));
     }

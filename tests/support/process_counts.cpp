@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <stdexcept>
+#include <string_view>
 #include <tlhelp32.h>
 
 namespace zelto::test {
@@ -14,16 +15,46 @@ constexpr std::size_t kLongestGap = 1024;
 // The system's own threads hold a handle for a moment now and then: a number is taken that was counted twice.
 constexpr int kAttempts = 20;
 
+bool IsLogFile(HANDLE handle) {
+    if (GetFileType(handle) != FILE_TYPE_DISK) {
+        return false;
+    }
+    wchar_t path[MAX_PATH] = {};
+    const DWORD length = GetFinalPathNameByHandleW(handle, path, MAX_PATH, 0);
+    return length < MAX_PATH && std::wstring_view(path, length).ends_with(L".log");
+}
+
+bool IsEveryHandle(HANDLE) {
+    return true;
+}
+
+bool IsNoLogFile(HANDLE handle) {
+    return !IsLogFile(handle);
+}
+
 // Asks for one handle after the other. The system's table of all handles would tell at once, but asking for it ends
 // some versions of Wine's server when a process that has no handle yet, or no longer, happens to be there.
-std::size_t CountHandlesOnce() {
+std::size_t CountOnce(bool (*isCounted)(HANDLE)) {
     std::size_t count = 0;
     std::size_t gap = 0;
     for (ULONG_PTR number = 4; gap < kLongestGap; number += 4) {
         DWORD flags = 0;
-        const bool open = GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags) != FALSE;
-        count += open ? 1 : 0;
+        const auto handle = reinterpret_cast<HANDLE>(number);
+        const bool open = GetHandleInformation(handle, &flags) != FALSE;
+        count += open && isCounted(handle) ? 1 : 0;
         gap = open ? 0 : gap + 1;
+    }
+    return count;
+}
+
+std::size_t CountUntilStable(bool (*isCounted)(HANDLE)) {
+    std::size_t count = CountOnce(isCounted);
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const std::size_t again = CountOnce(isCounted);
+        if (again == count) {
+            break;
+        }
+        count = again;
     }
     return count;
 }
@@ -59,15 +90,11 @@ std::size_t PrivateBytes() {
 } // namespace
 
 std::size_t CountHandles() {
-    std::size_t count = CountHandlesOnce();
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const std::size_t again = CountHandlesOnce();
-        if (again == count) {
-            break;
-        }
-        count = again;
-    }
-    return count;
+    return CountUntilStable(&IsNoLogFile);
+}
+
+std::size_t CountHandlesAndLogFiles() {
+    return CountUntilStable(&IsEveryHandle);
 }
 
 std::size_t CountThreads() {

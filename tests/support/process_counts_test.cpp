@@ -1,5 +1,8 @@
 #include "tests/support/process_counts.h"
 
+#include "tests/support/temp_folder.h"
+
+#include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
@@ -15,6 +18,20 @@ TEST(ProcessCountsTest, SeesALeakedHandle) {
     EXPECT_EQ(CountHandles(), before + 1);
     CloseHandle(event);
     EXPECT_EQ(CountHandles(), before);
+}
+
+TEST(ProcessCountsTest, LeavesOutLogFilesOnly) {
+    const TempFolder folder;
+    const std::size_t handles = CountHandles();
+    const std::size_t withLogs = CountHandlesAndLogFiles();
+
+    const std::ofstream log(folder.Path() / "host.log");
+    EXPECT_EQ(CountHandles(), handles);
+    EXPECT_EQ(CountHandlesAndLogFiles(), withLogs + 1);
+
+    const std::ofstream other(folder.Path() / "host.logs");
+    EXPECT_EQ(CountHandles(), handles + 1);
+    EXPECT_EQ(CountHandlesAndLogFiles(), withLogs + 2);
 }
 
 TEST(ProcessCountsTest, SeesAThread) {
