@@ -61,7 +61,7 @@ function(zelto_test name)
     endif()
     add_test(NAME ${name} COMMAND ${command})
     if(NOT ARG_TIMEOUT)
-        set(ARG_TIMEOUT 300) # for a hang; a busy machine may take its time
+        set(ARG_TIMEOUT 900) # for a hang; a busy machine may take its time
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     if(ARG_LOCK)

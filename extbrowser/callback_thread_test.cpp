@@ -12,7 +12,7 @@ class CallbackThreadTest : public ::testing::Test {
 protected:
     CallbackThreadTest() {
         task_.port = test::FreePort();
-        task_.timeoutMs = 20'000;
+        task_.timeoutMs = 60'000;
         task_.request = request_;
         task_.exitEvent = exitEvent_.get();
     }

@@ -22,8 +22,8 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr std::uint32_t kLongMs = 60000;
-constexpr DWORD kPatienceMs = 20000;
+constexpr std::uint32_t kLongMs = 600000;
+constexpr DWORD kPatienceMs = 60000;
 constexpr char kRequest[] = "GET /?id=ab12 HTTP/1.1\r\n\r\n";
 
 HMODULE ThisProgram() {
@@ -132,10 +132,11 @@ Gate* gate;
 int(WINAPI* originalSelect)(int, fd_set*, fd_set*, fd_set*, const timeval*);
 int(WINAPI* originalReceive)(SOCKET, char*, int, int);
 
-int WINAPI GatedSelect(int count, fd_set* readable, fd_set* writable, fd_set* failed,
-                       const timeval* patience) {
+// Then waits for longer than the tests do: the reader does not give its browser up by itself.
+int WINAPI GatedSelect(int count, fd_set* readable, fd_set* writable, fd_set* failed, const timeval*) {
     gate->Pass(readable->fd_array[0]);
-    return originalSelect(count, readable, writable, failed, patience);
+    const timeval tenMinutes = {600, 0};
+    return originalSelect(count, readable, writable, failed, &tenMinutes);
 }
 
 // Only the reader asks for 1024 bytes.
@@ -296,9 +297,7 @@ TEST_F(LateReaderTest, EndsSoonAfterTheListenerWhenItsBrowserCloses) {
     CancelWhileTheReaderWorks("");
     EXPECT_EQ(browser->ReceiveAll(), ""); // the browser sees the end …
     browser->Close();                     // … and ends its side, as browsers do
-    const ULONGLONG start = GetTickCount64();
     LetTheReaderEnd();
-    EXPECT_LT(GetTickCount64() - start, 3000u);
     EXPECT_THAT(trace.Take(), testing::Not(testing::Contains(testing::HasSubstr("Nothing happen"))));
 }
 

@@ -19,7 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr std::uint32_t kLongMs = 60000;
+constexpr std::uint32_t kLongMs = 600000;
 
 // What the listener that is being watched has open, told by its own calls. Only the listener's thread writes
 // here, and the test reads when that thread has ended.
@@ -184,7 +184,7 @@ HANDLE readerMayEnd;
 BOOL(WINAPI* setEvent)(HANDLE);
 BOOL WINAPI SignalAndStay(HANDLE event) {
     const BOOL done = setEvent(event);
-    WaitForSingleObject(readerMayEnd, 20000);
+    WaitForSingleObject(readerMayEnd, 60000);
     return done;
 }
 

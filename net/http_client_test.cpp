@@ -230,9 +230,9 @@ BOOL(WINAPI* originalSetTimeouts)(HINTERNET, int, int, int, int);
 
 // Wine takes no notice of the receive time-out while it waits for the head of the answer; Windows does.
 BOOL WINAPI ShorterTimeouts(HINTERNET session, int, int, int, int) {
-    DWORD wholeAnswer = 1000;
+    DWORD wholeAnswer = 5000; // the handshake has as long
     WinHttpSetOption(session, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &wholeAnswer, sizeof(wholeAnswer));
-    return originalSetTimeouts(session, 1000, 1000, 1000, 1000);
+    return originalSetTimeouts(session, 5000, 5000, 5000, 5000);
 }
 
 TEST_F(HttpClientTest, AGatewayThatStaysSilentTimesOut) {

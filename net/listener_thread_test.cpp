@@ -5,6 +5,7 @@
 #include "auth/kernel_handle.h"
 #include "net/callback_answer.h"
 #include "net/html_page.h"
+#include "net/patient_select.h"
 #include "net/started_threads.h"
 #include "net/winsock_balance.h"
 #include "tests/support/import_patch.h"
@@ -64,6 +65,7 @@ HMODULE ThisProgram() {
 class ListenerThreadTest : public testing::Test {
 protected:
     ~ListenerThreadTest() override {
+        EXPECT_TRUE(threads.WaitForAll()); // the readers, too: none of them touches what the next test counts
         if (library != nullptr) {
             FreeLibrary(library);
         }
@@ -80,7 +82,7 @@ protected:
 
     // Waits for the thread's end; it answers 0 and has freed its record, whatever happened.
     void Join() {
-        ASSERT_EQ(WaitForSingleObject(thread.get(), 20000), WAIT_OBJECT_0);
+        ASSERT_EQ(WaitForSingleObject(thread.get(), 60000), WAIT_OBJECT_0);
         DWORD code = 1;
         GetExitCodeThread(thread.get(), &code);
         EXPECT_EQ(code, 0u);
@@ -137,6 +139,8 @@ protected:
     std::uint32_t port = FreePort();
     std::uint32_t timeoutSeconds = 3;
     std::string authId = "untouched";
+    const PatientSelect patience;
+    StartedThreads threads;
     KernelHandle thread;
     bool connect = false;
 };
@@ -225,8 +229,7 @@ TEST_F(ListenerThreadTest, TheDataReadyEventStaysSet) {
 // Each accepted socket stays open, and is the only thing that does.
 TEST_F(ListenerThreadTest, EveryConnectionHasItsOwnReader) {
     const WinsockBalance balance;
-    StartedThreads threads;
-    const auto run = [this, &threads] {
+    const auto run = [this] {
         authId = "untouched";
         Start();
         ScriptedConnection first(static_cast<std::uint16_t>(port));

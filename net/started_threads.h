@@ -28,7 +28,7 @@ public:
         }
         bool ended = true;
         for (const KernelHandle& thread : threads) {
-            ended = ended && WaitForSingleObject(thread.get(), 20000) == WAIT_OBJECT_0;
+            ended = ended && WaitForSingleObject(thread.get(), 60000) == WAIT_OBJECT_0;
         }
         return ended;
     }

@@ -5,15 +5,20 @@ import pty
 import resource
 import signal
 import subprocess
-import time
 import unittest
 
 from sample_images import FileTestCase, constant_data, dump_64, line, ring_memory
 
 PROGRAM = ["/usr/bin/python3", "-B", str(pathlib.Path(__file__).with_name("read_trace.py"))]
-SECONDS = 30
+SECONDS = 120
 DUMP_SIZE = 500 * 1000 * 1000
 DATA_LIMIT = 150 * 1000 * 1000  # bytes of memory of its own that the tool may have when it reads such a dump
+
+
+def processor_seconds_of_children() -> float:
+    """What the children that have ended have used: of no account is how busy the machine is beside them."""
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
 
 
 class ReadTrace(FileTestCase):
@@ -239,7 +244,7 @@ class Rings(ReadTrace):
     def test_empty_file_as_memory(self):
         self.assertIn("the file is empty", self.run_tool("--memory", self.file(b""))[2])
 
-    def test_500_megabytes_in_less_than_5_seconds_and_not_in_memory(self):
+    def test_500_megabytes_in_less_than_5_processor_seconds_and_not_in_memory(self):
         data = ring_memory([line(number) for number in range(2000)])
         filling = os.urandom(1 << 20)
         path = self.folder / "large.dmp"
@@ -254,11 +259,11 @@ class Rings(ReadTrace):
             file.truncate(len(head) + DUMP_SIZE)
             file.seek(len(head) + DUMP_SIZE)
             file.write(data)
-        start = time.monotonic()
+        start = processor_seconds_of_children()
         code, output, errors = self.run_tool(
             path, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_DATA, (DATA_LIMIT, DATA_LIMIT))
         )
-        self.assertLess(time.monotonic() - start, 5)
+        self.assertLess(processor_seconds_of_children() - start, 5)
         self.assertEqual((code, len(output.splitlines())), (0, 1024), errors)
 
 

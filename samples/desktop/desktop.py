@@ -116,7 +116,10 @@ class Desktop:
         return PIL.ImageGrab.grab(xdisplay=self.environment["DISPLAY"]).crop(self.box_of(window))
 
     def still_picture_of(self, window: str) -> PIL.Image.Image:
-        """The window when it has finished drawing: three pictures in a row were the same."""
+        """The window when it seems to have finished drawing: three pictures in a row were the same.
+
+        On a busy machine it may be a picture of before: who waits for a certain sight asks for that sight.
+        """
         pictures = [self.picture_of(window)]
 
         def is_still() -> bool:

@@ -9,7 +9,7 @@ import time
 from typing import Callable
 
 _MOST_CONNECTIONS = 64
-_SECONDS_TO_END = 5.0
+_SECONDS_TO_END = 30.0
 
 
 class ConnectionServer:

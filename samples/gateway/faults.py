@@ -14,7 +14,7 @@ _ALERT = bytes([21, 3, 3, 0, 2, 2, 40])
 _GARBAGE = b"This is no TLS handshake.\r\n"
 
 # A reset throws away what the other side has received but not read yet: time to read it.
-_SECONDS_BEFORE_RESET = 0.3
+_SECONDS_BEFORE_RESET = 3.0
 
 
 def breaks_handshake(settings: dict) -> bool:

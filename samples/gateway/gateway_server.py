@@ -21,7 +21,7 @@ from saml_response import SAML_PATH, check_saml_login, show_saml_login
 from settings import Settings
 
 _IDLE_SECONDS = 20.0
-_SECONDS_FOR_THE_ALERT = 2.0
+_SECONDS_FOR_THE_ALERT = 20.0
 _MOST_HEAD_BYTES = 65_536
 _MOST_BODY_BYTES = 1_048_576
 _TLS_VERSIONS = {"1.2": ssl.TLSVersion.TLSv1_2, "1.3": ssl.TLSVersion.TLSv1_3}

@@ -26,12 +26,6 @@ void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
 
 } // namespace
 
-AuthModuleTest::EmptyLog::EmptyLog() {
-    std::error_code ignored;
-    std::filesystem::remove(LibraryUnderTest::TraceLogPath(), ignored);
-    std::filesystem::remove(LibraryUnderTest::ErrorCopyPath(), ignored);
-}
-
 AuthModuleTest::AuthModuleTest()
     : library_(ModuleFolder() / L"ZeltoAuth.dll"), formerFolder_(CurrentFolder()) {
     SetEnvironmentVariableW(L"ZELTO_AUTH_MODULE_DOUBLE", folder_.Path().c_str());

@@ -96,10 +96,6 @@ protected:
     static std::filesystem::path ModuleFolder(); // where library and doubles lie
     static std::wstring CurrentFolder();
 
-    struct EmptyLog {
-        EmptyLog();
-    };
-
     EmptyLog emptyLog_;
     TempFolder folder_;
     LibraryUnderTest library_;

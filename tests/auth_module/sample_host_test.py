@@ -16,6 +16,10 @@ sys.path.insert(0, str(ROOT / "tests" / "support"))
 
 from sample_host import SampleHost, press_ctrl_c
 
+# Hosts that no other run of this test names.
+CANCELLED = f"cancelled-{os.getpid()}.example.com"
+EARLY = f"early-{os.getpid()}.example.com"
+
 
 def windows_path(path: pathlib.Path) -> str:
     return "Z:" + str(path).replace("/", "\\")
@@ -93,9 +97,9 @@ class ModuleCommands(unittest.TestCase):
 
     def test_ctrl_c_ends_the_module(self):
         self.script("delay 100000")
-        running = self.start("token", "https://cancelled.example.com")
+        running = self.start("token", f"https://{CANCELLED}")
         self.wait_until((self.host.folder / "record.txt").exists)
-        press_ctrl_c("cancelled.example.com")
+        press_ctrl_c(CANCELLED)
         code, output, _ = running.finish()
         self.assertEqual(code, 1)
         self.assertIn("\nStopping  the auth module\n", output)
@@ -107,13 +111,13 @@ class ModuleCommands(unittest.TestCase):
         shutil.copy(sys.argv[3], folder / "ZeltoSession.dll")
         self.library = windows_path(folder / "ZeltoAuth.dll")
         self.script("delay 100000")
-        running = self.start("token", "https://early.example.com")
+        running = self.start("token", f"https://{EARLY}")
         self.wait_until((self.host.folder / "choosing").exists)
-        press_ctrl_c("early.example.com")
+        press_ctrl_c(EARLY)
         self.wait_until(lambda: b"Stopping  the auth module" in running.output_file.read_bytes())
         (self.host.folder / "go on").touch()
         self.wait_until((self.host.folder / "record.txt").exists)
-        press_ctrl_c("early.example.com")
+        press_ctrl_c(EARLY)
         code, output, _ = running.finish()
         self.assertEqual(code, 1)
         self.assertEqual(output.count("Stopping  the auth module\n"), 2)

@@ -250,11 +250,15 @@ class LargeAndDark(DialogTestCase):
         running, window = self.open(basic("alice"))
         left, _, right, bottom = self.desktop.box_of(window)
         self.assertGreater(right - left, 2 * 372)
-        picture = self.desktop.still_picture_of(window).convert("L")
-        self.assertLess(picture.getpixel((20, picture.height // 2)), 60)
+        self.desktop.wait_until(lambda: self.is_dark_and_drawn(window), "a dark dialog")
         self.desktop.type("secret")
         self.desktop.press("Return")
         self.assert_answer(running, "alice\nsecret\n")
+
+    def is_dark_and_drawn(self, window: str) -> bool:
+        """Whether the window shows light text on dark ground; before it is drawn there is no text."""
+        picture = self.desktop.picture_of(window).convert("L")
+        return picture.getpixel((20, picture.height // 2)) < 60 and picture.getextrema()[1] > 180
 
 
 if __name__ == "__main__":

@@ -22,6 +22,7 @@ protected:
         EXPECT_EQ(CountCookies(), 0u);
     }
 
+    EmptyLog emptyLog_;
     LibraryUnderTest library_;
 };
 
@@ -114,7 +115,6 @@ TEST_F(ClearCookiesTest, SeveralThatCannotBeDeletedKeepNoOther) {
 }
 
 TEST_F(ClearCookiesTest, NothingIsLogged) {
-    std::filesystem::remove(LibraryUnderTest::TraceLogPath());
     {
         const std::wstring name = MakeCookie(L"ann@vpn.example/");
         const EntryInUse inUse(name);

@@ -196,7 +196,6 @@ TEST_F(ClearFolderTest, ACookieThatCannotBeDeletedKeepsNeitherTheFolderNorTheRes
 }
 
 TEST_F(ClearFolderTest, NothingIsLogged) {
-    fs::remove(LibraryUnderTest::TraceLogPath());
     Patch("SHFileOperationW", &RecordOperation);
     Clear();
     Unload();

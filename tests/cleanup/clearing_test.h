@@ -44,6 +44,7 @@ protected:
     void RunInSessionZero();
 
     TempFolder localAppData_;
+    EmptyLog emptyLog_;
     LibraryUnderTest library_;
     std::vector<DWORD> pauses_;            // milliseconds each
     std::function<void(int)> duringPause_; // called with the pause's number, from 1 on

@@ -11,7 +11,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 GATEWAY = ROOT / "samples" / "gateway" / "gateway.py"
-SECONDS = 15
+SECONDS = 60
 
 
 class GatewayProcess:
@@ -95,6 +95,14 @@ def read_all(connection: socket.socket) -> bytes:
     while piece := connection.recv(65_536):
         data += piece
     return data
+
+
+def has_ended(connection):
+    """Waits for the other side's end: orderly, or with a reset when it had something unread."""
+    try:
+        return connection.recv(1) == b""
+    except ConnectionResetError:
+        return True
 
 
 class GatewayTestCase(unittest.TestCase):

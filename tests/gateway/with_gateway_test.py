@@ -5,7 +5,7 @@ import subprocess
 import tempfile
 import unittest
 
-from gateway_process import ROOT, SECONDS
+from gateway_process import ROOT, SECONDS, has_ended
 
 WITH_GATEWAY = ROOT / "tests" / "support" / "with_gateway.py"
 
@@ -18,14 +18,6 @@ def run(*arguments: str, **options: object) -> subprocess.CompletedProcess:
         timeout=SECONDS * 2,
         **options,
     )
-
-
-def has_ended(connection):
-    """Waits for the other side's end: orderly, or with a reset when it had something unread."""
-    try:
-        return connection.recv(1) == b""
-    except ConnectionResetError:
-        return True
 
 
 class WithGateway(unittest.TestCase):
@@ -66,8 +58,8 @@ class WithGateway(unittest.TestCase):
             "--",
             "sh",
             "-c",
-            "for p in $(pgrep -P $PPID); do [ $p = $$ ] || kill -KILL $p; done; "
-            'while curl -s "http://127.0.0.1:$ZELTO_GATEWAY_CONTROL_PORT/log" >/dev/null; do :; done',
+            "for p in $(pgrep -P $PPID); do [ $p = $$ ] || gateway=$p; done; kill -KILL $gateway; "
+            "until [ ! -e /proc/$gateway ] || grep -q '^State:.Z' /proc/$gateway/status; do :; done",
         )
         self.assertEqual(result.returncode, 125)
         self.assertIn("the gateway ended with -9 on its own", result.stderr)

@@ -71,7 +71,7 @@ TEST_F(IpsecSignInGuardTest, SecondCallerIsTurnedAway) {
         RequestOnce(ListenerPort(), "GET /?tokenid=abc&username=bob HTTP/1.1\r\n\r\n");
     };
     auto first = std::async(std::launch::async, [&] { return SignIn(); });
-    ASSERT_EQ(WaitForSingleObject(opened.get(), 20'000), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(opened.get(), 60'000), WAIT_OBJECT_0);
 
     wchar_t second[16] = L"second";
     EXPECT_EQ(library_.GetIpsecSamlDataExternalBrowser(L"127.0.0.1", GatewayPort(), L"id", 1000, second, 16,

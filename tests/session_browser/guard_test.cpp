@@ -113,13 +113,13 @@ TEST_F(SessionSignInGuardTest, SecondCallerIsTurnedAwayBeforeAListenerExists) {
         RequestPage(RedirectPort(), "GET /?id=XYZ HTTP/1.1\r\n\r\n");
     };
     auto first = std::async(std::launch::async, [&] { return SignIn(); });
-    ASSERT_EQ(WaitForSingleObject(opened.get(), 20'000), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(opened.get(), 60'000), WAIT_OBJECT_0);
 
     const std::size_t threads = CountThreads();
     char second[16] = "second";
     EXPECT_EQ(library_.SamlAuthGetResponseUsingExternalBrowser(L"gw", 0, second, 16), kBusy);
     EXPECT_STREQ(second, "second");
-    EXPECT_EQ(CountThreads(), threads);
+    EXPECT_LE(CountThreads(), threads); // one of the test before may have gone meanwhile
     EXPECT_EQ(first.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     SetEvent(goOn.get());
 

@@ -1,5 +1,6 @@
 #include "tests/ssl_signin/sign_in_test.h"
 
+#include "tests/support/leftover_search.h"
 #include "tests/support/process_counts.h"
 
 #include <atomic>
@@ -39,10 +40,11 @@ struct Holdings {
     long blocks;
 };
 
-// The reader of the last sign-in may still be on its way out: gives it some time to be gone.
+// Once the readers of the last sign-ins are gone, and what the system's pool keeps for some seconds.
 Holdings SettledHoldings(std::size_t threads) {
-    for (int wait = 0; wait < 1000 && CountThreads() > threads; ++wait) {
-        Sleep(10); // nothing is signalled when a detached thread has ended
+    EXPECT_TRUE(WaitForBegunThreads());
+    for (int wait = 0; wait < 6000 && CountThreads() > threads; ++wait) {
+        Sleep(10); // nothing tells of the end of the pool's threads
     }
     return {CountProcess(), blocks.load()};
 }
@@ -97,6 +99,7 @@ protected:
 TEST_F(SslSignInEnduranceTest, TwoHundredSignInsLeaveNothingBehind) {
     Patch("malloc", &Allocate);
     Patch("free", &Free);
+    Patch("_beginthreadex", &BeginAndKeepThread);
     const std::size_t threads = CountThreads() + 4; // WinHTTP keeps some for its next request
     Holdings early = {};
     for (int number = 0; number < kSignIns; ++number) {

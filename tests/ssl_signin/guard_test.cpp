@@ -56,7 +56,7 @@ TEST_F(SslSignInGuardTest, SecondCallerIsTurnedAway) {
         RequestOnce(ssoPort_, "GET /?id=XYZ HTTP/1.1\r\n\r\n");
     };
     auto first = std::async(std::launch::async, [&] { return SignIn(); });
-    ASSERT_EQ(WaitForSingleObject(opened.get(), 20'000), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(opened.get(), 60'000), WAIT_OBJECT_0);
 
     char buffer[16] = "second";
     EXPECT_EQ(library_.GetSslSamlDataExternalBrowser(GatewayAddress().c_str(), 60, buffer, sizeof(buffer),

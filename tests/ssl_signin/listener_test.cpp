@@ -68,10 +68,10 @@ TEST_F(SslSignInListenerTest, ASecondConnectionIsNeitherAcceptedNorAnswered) {
     std::string secondPage = "none yet";
     browser_ = [&] {
         ScriptedConnection first(ssoPort_);
-        EXPECT_EQ(WaitForSingleObject(seen.get(), 20'000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForSingleObject(seen.get(), 60'000), WAIT_OBJECT_0);
         ScriptedConnection second(ssoPort_);
         second.Send("GET /?id=second HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(WaitForSingleObject(seen.get(), 20'000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForSingleObject(seen.get(), 60'000), WAIT_OBJECT_0);
         first.Send(kRequest);
         page_ = first.ReceiveAll();
         secondPage = second.ReceiveAll();
@@ -95,7 +95,7 @@ TEST_F(SslSignInListenerTest, AConnectionThatIsSilentFor5Seconds) {
     };
     ExpectFailed(1, {kEstablished, kDummy}, {"warning: RecvFromSocket() Nothing happen on the socket(#)."});
     EXPECT_GE(silence, std::chrono::milliseconds(4900));
-    EXPECT_LT(silence, std::chrono::milliseconds(14'000)); // on a busy machine
+    EXPECT_LT(silence, std::chrono::seconds(40)); // on a busy machine; the sign-in's time-out is a minute
 }
 
 WSAEVENT WSAAPI NoEvent() {

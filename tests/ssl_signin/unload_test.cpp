@@ -24,7 +24,7 @@ protected:
     static BOOL WINAPI SignalAndStay(HANDLE event) {
         const BOOL result = SetEvent(event);
         SetEvent(atItsEnd);
-        WaitForSingleObject(mayEnd, 30'000);
+        WaitForSingleObject(mayEnd, 60'000);
         return result;
     }
 
@@ -39,7 +39,7 @@ TEST_F(SslSignInUnloadTest, TheReaderIsTheLastToLeave) {
     Patch("SetEvent", &SignalAndStay);
     BrowserRequests("GET /?id=XYZ HTTP/1.1");
     EXPECT_EQ(SignIn(), 0u);
-    EXPECT_EQ(WaitForSingleObject(atItsEnd, 10'000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(atItsEnd, 60'000), WAIT_OBJECT_0);
     TakePatchesAway();
 
     library_.Unload();
@@ -56,7 +56,7 @@ TEST_F(SslSignInUnloadTest, AThreadThatSignedInOutlivesTheLibrary) {
     std::promise<std::uint32_t> result;
     std::thread host([&] {
         result.set_value(SignIn());
-        WaitForSingleObject(mayEnd, 30'000);
+        WaitForSingleObject(mayEnd, 60'000);
     });
     EXPECT_EQ(result.get_future().get(), 0xA7000000u);
     EXPECT_EQ(Errors().back(), "error: Could not determine error code 1.");

@@ -11,11 +11,6 @@ namespace zelto::test {
 
 BrowserSignInTest* BrowserSignInTest::current_ = nullptr;
 
-EmptyLog::EmptyLog() {
-    std::filesystem::remove(LibraryUnderTest::TraceLogPath());
-    std::filesystem::remove(LibraryUnderTest::ErrorCopyPath());
-}
-
 BrowserSignInTest::BrowserSignInTest(std::wstring guardName)
     : exitEvent_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       shellResult_(reinterpret_cast<HINSTANCE>(std::intptr_t{42})), guardName_(std::move(guardName)) {
@@ -37,7 +32,7 @@ BrowserSignInTest::~BrowserSignInTest() {
 // ended.
 void BrowserSignInTest::UnloadAndWait() {
     library_.Unload();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (LibraryIsLoaded() && std::chrono::steady_clock::now() < deadline) {
         Sleep(1); // nothing is signalled when a module goes
     }

@@ -25,11 +25,6 @@ struct BrowserCall {
     int show;
 };
 
-// Removes what earlier tests of this program have logged; to be declared before the library.
-struct EmptyLog {
-    EmptyLog();
-};
-
 // What the tests of every sign-in in the browser share: the real DLL, the simulated gateway at its defaults, a
 // scripted browser in place of the default one, and the trace log. After each test it checks that the guard of the
 // export is free again.

@@ -101,7 +101,7 @@ inline std::uintptr_t __cdecl BeginAndKeepThread(void* security, unsigned stack,
 inline bool WaitForBegunThreads() {
     const std::lock_guard lock(begunThreadsLock);
     const bool ended = std::ranges::all_of(begunThreads, [](const KernelHandle& thread) {
-        return WaitForSingleObject(thread.get(), 20'000) == WAIT_OBJECT_0;
+        return WaitForSingleObject(thread.get(), 60'000) == WAIT_OBJECT_0;
     });
     begunThreads.clear();
     return ended;

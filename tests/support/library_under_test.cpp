@@ -30,6 +30,12 @@ Function Export(HMODULE module, const char* name) {
 
 } // namespace
 
+EmptyLog::EmptyLog() {
+    std::error_code ignored; // where the module of an earlier test still lives
+    std::filesystem::remove(LibraryUnderTest::TraceLogPath(), ignored);
+    std::filesystem::remove(LibraryUnderTest::ErrorCopyPath(), ignored);
+}
+
 HMODULE LoadBuiltLibrary(const std::filesystem::path& library) {
     return LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }

@@ -46,6 +46,12 @@ private:
     HMODULE module_;
 };
 
+// Removes what earlier tests of this program have logged; to be declared before the library. (Once it is loaded, its own
+// thread may open the log at any time.)
+struct EmptyLog {
+    EmptyLog();
+};
+
 // Loads a built DLL by its full path, and what it imports from its own folder. Null on failure.
 HMODULE LoadBuiltLibrary(const std::filesystem::path& library);
 

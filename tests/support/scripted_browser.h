@@ -13,7 +13,7 @@ public:
     // Connects within `patience`, trying again while the port refuses; throws std::runtime_error when it never
     // accepts, or refuses after the thread `listener`, if there is one, has ended.
     explicit ScriptedConnection(std::uint16_t port,
-                                std::chrono::milliseconds patience = std::chrono::seconds(10),
+                                std::chrono::milliseconds patience = std::chrono::seconds(60),
                                 HANDLE listener = nullptr);
     ScriptedConnection(const ScriptedConnection&) = delete;
     ScriptedConnection& operator=(const ScriptedConnection&) = delete;
@@ -22,7 +22,7 @@ public:
     void Send(const std::string& bytes);
 
     // Everything the other side sends until it ends the connection, for at most `patience`.
-    std::string ReceiveAll(std::chrono::milliseconds patience = std::chrono::seconds(15));
+    std::string ReceiveAll(std::chrono::milliseconds patience = std::chrono::seconds(60));
 
     // Ends the connection now. `hard`: with a reset instead of an orderly end.
     void Close(bool hard = false);

@@ -20,8 +20,8 @@ import sys
 import tempfile
 
 _GATEWAY = pathlib.Path(__file__).resolve().parents[2] / "samples" / "gateway" / "gateway.py"
-_SECONDS_TO_START = 30
-_SECONDS_TO_END = 15
+_SECONDS_TO_START = 75
+_SECONDS_TO_END = 75
 _LINES_SHOWN = 30
 _GATEWAY_FAILED = 125
 _PR_SET_PDEATHSIG = 1
