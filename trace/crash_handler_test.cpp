@@ -4,8 +4,8 @@
 #include "trace/crash_dump.h"
 #include "trace/running_trace.h"
 #include "trace/settings.h"
-#include "trace/shifted_counter.h"
 
+#include <atomic>
 #include <cstring>
 #include <dbghelp.h>
 #include <future>
@@ -86,6 +86,13 @@ void WINAPI GiveStackLeft(PULONG_PTR low, PULONG_PTR high) {
     *low = *high - stackLeft;
 }
 
+decltype(&WaitForSingleObject) waitFor = &WaitForSingleObject; // the writer waits by it as well
+
+// The helper begins, however long that takes: the crashed thread has no patience of 5 seconds.
+DWORD WINAPI AwaitHelper(HANDLE object, DWORD milliseconds) {
+    return waitFor(object, milliseconds == 5000 ? INFINITE : milliseconds);
+}
+
 class CrashHandlerTest : public RunningTraceTest {
 public:
     // Calls the installed filter as the system does.
@@ -107,9 +114,10 @@ public:
     }
 
     // The same with no more than `bytes` of its stack left.
-    DWORD CrashWithStack(ULONG_PTR bytes = 0x10000) {
+    DWORD CrashWithStack(ULONG_PTR bytes = 0x10000, decltype(&WaitForSingleObject) wait = &AwaitHelper) {
         stackLeft = bytes;
-        const test::ImportPatch patch(OwnModule(), "GetCurrentThreadStackLimits", &GiveStackLeft);
+        const test::ImportPatch stack(OwnModule(), "GetCurrentThreadStackLimits", &GiveStackLeft);
+        const test::ImportPatch patience(OwnModule(), "WaitForSingleObject", wait);
         return CrashOnThread();
     }
 
@@ -386,14 +394,15 @@ TEST_F(CrashHandlerTest, StopAfterASurvivedCrashClearsUp) {
 }
 
 bool inCrash = false;
-decltype(&WaitForSingleObject) waitFor;
 DWORD WINAPI WaitInVainInACrash(HANDLE object, DWORD milliseconds) {
-    return inCrash && milliseconds == 2000 ? DWORD{WAIT_TIMEOUT} : waitFor(object, milliseconds);
+    if (milliseconds != 2000) {
+        return waitFor(object, milliseconds);
+    }
+    return inCrash ? DWORD{WAIT_TIMEOUT} : waitFor(object, INFINITE);
 }
 
 TEST_F(CrashHandlerTest, WriterThatHasNotEndedInTheCrashIsAwaitedByTheStop) {
     const test::ImportPatch patch(OwnModule(), "WaitForSingleObject", &WaitInVainInACrash);
-    waitFor = patch.Original<std::remove_pointer_t<decltype(waitFor)>>();
     const auto crashAndStop = [this] {
         Apply(kWithDumps);
         inCrash = true;
@@ -410,17 +419,28 @@ TEST_F(CrashHandlerTest, WriterThatHasNotEndedInTheCrashIsAwaitedByTheStop) {
     EXPECT_LT(test::CountHandlesAndLogFiles(), handles + 5);
 }
 
+std::atomic<int> atTheLock{0}; // threads that wait for the trace lock, or are about to take it
+decltype(&EnterCriticalSection) enterLock = &EnterCriticalSection;
+void WINAPI CountAtTheLock(CRITICAL_SECTION* lock) {
+    const int one = lock == &traceState.lock ? 1 : 0;
+    atTheLock += one;
+    atTheLock.notify_all();
+    enterLock(lock);
+    atTheLock -= one;
+}
+
 TEST_F(CrashHandlerTest, WriterThatWaitsForTheCrashedThreadsLockDoesNotHangIt) {
+    Stop();
+    const test::ImportPatch patch(OwnModule(), "EnterCriticalSection", &CountAtTheLock);
+    TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
     Apply(kWithDumps);
-    test::ShiftedCounter counter;
     {
         const TraceLockGuard lock;
-        counter.AdvanceMilliseconds(1000); // nothing is logged: the writer's next pass takes the lock
-        ASSERT_TRUE(test::ShiftedCounter::AwaitReadings(test::readings + 1));
+        atTheLock.wait(0); // each of the writer's passes takes it
         EXPECT_EQ(Crash(), EXCEPTION_CONTINUE_SEARCH);
     }
     EXPECT_EQ(asked.dumps, 1);
-    TraceStop(); // awaits the writer, which reads the counter
+    TraceStop(); // awaits the writer, which is still to leave CountAtTheLock
 }
 
 TEST_F(CrashHandlerTest, SecondCrashThatIsSurvivedIsDumpedAgain) {
@@ -480,11 +500,9 @@ DWORD WINAPI TimeOutWhenTheHelperHasBegun(HANDLE object, DWORD milliseconds) {
 
 TEST_F(CrashHandlerTest, HelperThatBeginsAtTheLastMomentIsAwaited) {
     Apply(kWithDumps);
-    const test::ImportPatch patch(OwnModule(), "WaitForSingleObject", &TimeOutWhenTheHelperHasBegun);
-    waitFor = patch.Original<std::remove_pointer_t<decltype(waitFor)>>();
-    CrashWithStack();
+    CrashWithStack(0x10000, &TimeOutWhenTheHelperHasBegun);
     EXPECT_EQ(asked.dumps, 1);
-    CrashWithStack();
+    CrashWithStack(0x10000, &TimeOutWhenTheHelperHasBegun);
     EXPECT_EQ(asked.dumps, 2);
 }
 

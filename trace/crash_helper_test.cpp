@@ -38,7 +38,7 @@ HANDLE WINAPI CreateSuspendedHelper(LPSECURITY_ATTRIBUTES security, SIZE_T stack
 
 // The crashed thread waits for nothing any length of time.
 DWORD crashedThread = 0;
-decltype(&WaitForSingleObject) waitFor;
+decltype(&WaitForSingleObject) waitFor = &WaitForSingleObject; // the writer waits by it as well
 DWORD WINAPI WaitForNoHelper(HANDLE object, DWORD milliseconds) {
     return GetCurrentThreadId() == crashedThread ? DWORD{WAIT_TIMEOUT} : waitFor(object, milliseconds);
 }
@@ -80,7 +80,6 @@ TEST_F(CrashHelperTest, HelperThatBeginsTooLateDumpsNothingAndIsTheLast) {
     createThread = thread.Original<std::remove_pointer_t<decltype(createThread)>>();
     const test::ImportPatch stack(OwnModule(), "GetCurrentThreadStackLimits", &GiveLittleStack);
     const test::ImportPatch wait(OwnModule(), "WaitForSingleObject", &WaitForNoHelper);
-    waitFor = wait.Original<std::remove_pointer_t<decltype(waitFor)>>();
     crashedThread = GetCurrentThreadId();
     Crash();
     Crash();

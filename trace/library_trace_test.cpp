@@ -92,8 +92,11 @@ TEST_F(LibraryTraceTest, UnloadClosesBothFiles) {
 TEST_F(LibraryTraceTest, ProcessEndLeavesTheWriterAlone) {
     session = 1;
     TraceOnProcessAttach();
-    TRACE_INFO("last words");
-    TraceOnProcessDetach(true);
+    {
+        const TraceLockGuard lock; // the writer, which still runs here, does not have it
+        TRACE_INFO("last words");
+        TraceOnProcessDetach(true);
+    }
     EXPECT_NE(traceState.stopEvent, nullptr);
     EXPECT_EQ(test::ReadTraceLines(UsersFolder() / LogName()).back().text, "trace stopped");
     traceState.initialised = 1; // the writer still runs here: end it as an unload does

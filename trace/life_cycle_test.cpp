@@ -5,6 +5,8 @@
 #include "trace/running_trace.h"
 #include "trace/test_key.h"
 
+#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <future>
 #include <gmock/gmock.h>
@@ -68,18 +70,26 @@ TEST_F(LifeCycleTest, StartAndStopAreLoggedToTheLetter) {
     EXPECT_EQ(lines[1].text, "trace stopped");
 }
 
-TEST_F(LifeCycleTest, StartLineTellsTheSystemsUptimeAndLocalTime) {
+std::string LocalDate() {
     SYSTEMTIME now;
     GetLocalTime(&now);
-    const unsigned uptime = GetTickCount() / 1000;
+    char date[16];
+    std::snprintf(date, sizeof(date), "%04d-%02d-%02d", now.wYear, now.wMonth, now.wDay);
+    return date;
+}
+
+TEST_F(LifeCycleTest, StartLineTellsTheSystemsUptimeAndLocalTime) {
+    const std::string dateBefore = LocalDate();
+    const auto uptimeBefore = static_cast<int>(GetTickCount() / 1000);
     TraceStart(narrow_.c_str(), "host.log");
+    const auto uptimeAfter = static_cast<int>(GetTickCount() / 1000);
+    const std::string dateAfter = LocalDate(); // midnight may have passed
     const std::string text = LinesAfterStop(folder_.Path() / "host.log").at(0).text;
     std::smatch match;
-    ASSERT_TRUE(std::regex_search(text, match, std::regex(R"(2026, (\d+)s\) (\d+)-(\d+)-(\d+) )")));
-    EXPECT_NEAR(std::stoi(match[1]), static_cast<int>(uptime), 3);
-    EXPECT_EQ(std::stoi(match[2]), now.wYear);
-    EXPECT_EQ(std::stoi(match[3]), now.wMonth);
-    EXPECT_NEAR(std::stoi(match[4]), now.wDay, now.wDay > 27 ? 30 : 1); // midnight may have passed
+    ASSERT_TRUE(std::regex_search(text, match, std::regex(R"(2026, (\d+)s\) (\d+-\d+-\d+) )")));
+    EXPECT_GE(std::stoi(match[1]), uptimeBefore);
+    EXPECT_LE(std::stoi(match[1]), uptimeAfter);
+    EXPECT_THAT(match[2].str(), testing::AnyOf(dateBefore, dateAfter));
 }
 
 int localTimeReadings;
@@ -419,10 +429,11 @@ errno_t ReadLogThenZone(long* seconds) {
 // The stop record's local time needs a lock of the CRT that an ended thread may have taken with it.
 TEST_F(LifeCycleTest, ProcessEndWritesWhatIsPendingBeforeItsOwnRecord) {
     TraceStart(narrow_.c_str(), "host.log");
-    TRACE_INFO("last words");
     watchedLog = folder_.Path() / "host.log";
     writtenBeforeStopRecord.clear();
     {
+        const TraceLockGuard lock; // the writer, which still runs here, neither has it nor writes
+        TRACE_INFO("last words");
         const test::ImportPatch patch(OwnModule(), "_get_timezone", &ReadLogThenZone);
         readZone = patch.Original<errno_t(long*)>();
         TraceStopAtProcessEnd();
@@ -433,20 +444,22 @@ TEST_F(LifeCycleTest, ProcessEndWritesWhatIsPendingBeforeItsOwnRecord) {
 
 TEST_F(LifeCycleTest, ProcessEndWritesAndClosesWhatItCan) {
     TraceStart(narrow_.c_str(), "host.log");
-    TRACE_ERROR("last words");
-    TraceStopAtProcessEnd();
+    {
+        const TraceLockGuard lock; // the writer, which still runs here, neither has it nor writes
+        TRACE_ERROR("last words");
+        TraceStopAtProcessEnd();
+    }
     EXPECT_EQ(traceState.mainLog.file, nullptr);
     EXPECT_EQ(traceState.errorCopy.file, nullptr);
     EXPECT_EQ(traceState.initialised, 0u);
     const auto lines = test::ReadTraceLines(folder_.Path() / "host.log");
     EXPECT_EQ(lines.back().text, "trace stopped");
-    std::thread([] {
-        const bool free = TryEnterCriticalSection(&traceState.lock) != FALSE;
-        EXPECT_TRUE(free);
-        if (free) {
-            LeaveCriticalSection(&traceState.lock);
-        }
-    }).join();
+    const auto other = std::async(std::launch::async, [] { const TraceLockGuard lock; });
+    const bool free = other.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+    EXPECT_TRUE(free);
+    if (!free) {
+        LeaveCriticalSection(&traceState.lock); // held by this thread; the other one waits for it
+    }
     traceState.initialised = 1; // the writer still runs here: end it as an unload does
 }
 

@@ -146,10 +146,10 @@ TEST_F(RotationTest, ErrorCopyRotatesByItself) {
 TEST_F(RotationTest, WithoutFileOutputTheNextFileIsDeletedButNotOpened) {
     Limit(1);
     Make("host_2.log", 100, std::chrono::hours(1));
+    const TraceLockGuard lock; // the last of Fill rotates, and nothing is written after it
     TraceFlags = (kTraceDefaultFlags & ~kTraceFileOutput) | kTraceDebuggerOutput;
     Fill(kMiB + 50'000);
     TraceFlags = kTraceDefaultFlags;
-    const TraceLockGuard lock;
     EXPECT_EQ(traceState.mainLog.file, nullptr);
     EXPECT_EQ(traceState.mainLog.size, 0u);
     EXPECT_EQ(MainName(), "host_2.log");
@@ -161,6 +161,7 @@ std::FILE* OpenNothing(const wchar_t*, const wchar_t*, int) {
 }
 
 TEST_F(RotationTest, WhatIsLoggedWhileTheNextFileCannotBeOpenedIsLost) {
+    const TraceLockGuard lock; // the writer opens a file whenever there is none
     Limit(1);
     {
         const test::ImportPatch patch(OwnModule(), "_wfsopen", &OpenNothing);
@@ -173,7 +174,6 @@ TEST_F(RotationTest, WhatIsLoggedWhileTheNextFileCannotBeOpenedIsLost) {
         const test::ImportPatch patch(OwnModule(), "_wfsopen", &OpenNothing);
         Fill(250'000); // the first of it still fits, rotates, and finds no file
         EXPECT_EQ(MainName(), "host_2.log");
-        const TraceLockGuard lock;
         EXPECT_EQ(traceState.mainLog.file, nullptr);
         EXPECT_EQ(traceState.mainLog.size, 0u);
         EXPECT_EQ(traceState.pendingUsed, 0u);
@@ -217,6 +217,7 @@ TEST_F(RotationTest, FullYoungerFileMakesTheOtherStartEmpty) {
     Make("host_2.log", kMiB, std::chrono::hours(1));
     Make("host_1_error.log", kMiB, std::chrono::hours(1));
     Make("host_2_error.log", 1000, std::chrono::hours(2));
+    const TraceLockGuard lock; // the writer's next pass opens the main log anew
     Limit(1);
     EXPECT_EQ(MainName(), "host_1.log");
     EXPECT_EQ(ErrorName(), "host_2_error.log");

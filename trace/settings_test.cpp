@@ -2,6 +2,7 @@
 
 #include "trace/log_deletion.h"
 #include "trace/running_trace.h"
+#include "trace/shifted_counter.h"
 #include "trace/test_key.h"
 
 #include <cstdlib>
@@ -36,7 +37,15 @@ protected:
         return names;
     }
 
+    // The stop alone reads the key: to the writer the 11 seconds never pass.
+    void SetKeyPathForTheStop() {
+        counter_.FreezeAfter(-3600 * counter_.Frequency());
+        const TraceLockGuard lock;
+        traceState.registryKeyPath.Set(key_.Path());
+    }
+
     test::TestKey key_;
+    test::ShiftedCounter counter_;
 };
 
 TEST_F(SettingsTest, MissingKeyGivesNoFlagsAnd512MiB) {
@@ -241,9 +250,9 @@ TEST_F(SettingsTest, SwitchingFileOutputOffDeletesTheLogsButNotThePlainErrorCopy
     Make("host_1_error.log", std::chrono::hours(1));
     Make("host_2_error.log");
     Make("other.log");
+    const TraceLockGuard lock; // the writer's next pass opens the main log anew
     Apply(0xF, 0);
     EXPECT_THAT(Files(), ElementsAre("host_1_error.log", "host_error.log", "other.log"));
-    const TraceLockGuard lock;
     EXPECT_EQ(traceState.names.main.View(), folder_.NarrowWithBackslash() + "host_1.log");
     EXPECT_EQ(traceState.names.errorCopy.View(), folder_.NarrowWithBackslash() + "host_2_error.log");
     traceState.names.main = {}; // the stop writes nothing: no output is enabled
@@ -253,9 +262,9 @@ TEST_F(SettingsTest, LogsThatAreDeletedAreNamedByTheNewFlags) {
     const std::string withPid = "host_pid_" + std::to_string(GetCurrentProcessId()) + ".log";
     Make("host.log");
     Make(withPid.c_str());
+    const TraceLockGuard lock; // the writer's next pass opens the main log anew
     Apply(0xF | kTracePidInFileNames, 0);
     EXPECT_THAT(Files(), ElementsAre("host.log"));
-    const TraceLockGuard lock;
     traceState.names.main = {};
 }
 
@@ -273,18 +282,18 @@ TEST_F(SettingsTest, FullErrorCopyOutlivesTheDeletion) {
     Make("host_1_error.log");
     std::filesystem::resize_file(File("host_1_error.log"), 1u << 20);
     Make("host_2_error.log", std::chrono::hours(1));
+    const TraceLockGuard lock; // the writer's next pass opens the main log anew
     Apply(0xF, 0);
     EXPECT_THAT(Files(), ElementsAre("host_1_error.log"));
-    const TraceLockGuard lock;
     traceState.names.main = {};
 }
 
 TEST_F(SettingsTest, NewSizeAloneDeletesNothing) {
+    const TraceLockGuard lock; // the writer's next pass would make a file that is gone
     Apply(0xF, 0);
     Make("host_1.log");
     Apply(0xF, 2);
     EXPECT_THAT(Files(), ElementsAre("host_1.log"));
-    const TraceLockGuard lock;
     traceState.names.main = {};
 }
 
@@ -304,11 +313,8 @@ TEST_F(SettingsTest, DeletingNothingIsHarmless) {
 
 TEST_F(SettingsTest, StopDeletesTheLogsWhenTheRegistrySwitchesThemOff) {
     TRACE_ERROR("in both");
-    {
-        const TraceLockGuard lock;
-        traceState.registryKeyPath.Set(key_.Path());
-    }
     key_.SetDword("flag", 0xF);
+    SetKeyPathForTheStop();
     Stop();
     EXPECT_THAT(Files(), ElementsAre("host_error.log"));
     EXPECT_FALSE(traceState.registryKeyPath.IsSet());
@@ -316,10 +322,7 @@ TEST_F(SettingsTest, StopDeletesTheLogsWhenTheRegistrySwitchesThemOff) {
 
 TEST_F(SettingsTest, StopKeepsTheLogsWhenTheRegistryCannotBeRead) {
     TRACE_ERROR("in both");
-    {
-        const TraceLockGuard lock;
-        traceState.registryKeyPath.Set(key_.Path());
-    }
+    SetKeyPathForTheStop();
     Stop();
     EXPECT_THAT(Files(), ElementsAre("host.log", "host_error.log"));
 }

@@ -11,10 +11,13 @@ namespace zelto::test {
 
 inline std::atomic<std::int64_t> frozen{0}; // what every reading gives, when it is not 0
 inline std::atomic<std::int64_t> shift{0};
+inline std::atomic<int> begunReadings{0};
 inline std::atomic<int> readings{0};
-inline HANDLE wasRead; // auto-reset event
-inline decltype(&QueryPerformanceCounter) readCounter;
+// Both are there before the import is patched: the writer may read the counter at once.
+inline const HANDLE wasRead = CreateEventA(nullptr, FALSE, FALSE, nullptr); // auto-reset event
+inline const decltype(&QueryPerformanceCounter) readCounter = &QueryPerformanceCounter;
 inline BOOL WINAPI ReadShifted(LARGE_INTEGER* counter) {
+    ++begunReadings;
     readCounter(counter);
     counter->QuadPart = frozen != 0 ? frozen.load() : counter->QuadPart + shift;
     ++readings;
@@ -27,15 +30,8 @@ inline BOOL WINAPI ReadShifted(LARGE_INTEGER* counter) {
 // done without them.)
 class ShiftedCounter {
 public:
-    ShiftedCounter() : patch_(GetModuleHandleA(nullptr), "QueryPerformanceCounter", &ReadShifted) {
-        readCounter = patch_.Original<BOOL WINAPI(LARGE_INTEGER*)>();
-        wasRead = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        QueryPerformanceFrequency(&frequency_);
-        shift = 0;
-        frozen = 0;
-        readings = 0;
-    }
-    ~ShiftedCounter() { CloseHandle(wasRead); }
+    ShiftedCounter()
+        : frequency_(Reset()), patch_(GetModuleHandleA(nullptr), "QueryPerformanceCounter", &ReadShifted) {}
 
     // From now on the counter stands still, at this many units of its frequency after its present value.
     std::int64_t FreezeAfter(std::int64_t units) {
@@ -43,10 +39,10 @@ public:
         readCounter(&now);
         return frozen = now.QuadPart + shift + units;
     }
-    std::int64_t Frequency() const { return frequency_.QuadPart; }
+    std::int64_t Frequency() const { return frequency_; }
 
     void AdvanceMilliseconds(std::int64_t milliseconds) {
-        shift += milliseconds * frequency_.QuadPart / 1000;
+        (frozen != 0 ? frozen : shift) += milliseconds * frequency_ / 1000;
     }
 
     // Returns when the counter has been read `goal` times in all; false when 30 seconds pass without a
@@ -60,8 +56,22 @@ public:
         return true;
     }
 
+    // The same for readings that begin after this call, and give what has been set by then.
+    static bool AwaitNewReadings(int count) { return AwaitReadings(begunReadings + count); }
+
 private:
-    LARGE_INTEGER frequency_;
+    // Gives the frequency. It comes before the patch, after which the writer may read at any moment.
+    static std::int64_t Reset() {
+        shift = 0;
+        frozen = 0;
+        readings = 0;
+        begunReadings = 0;
+        LARGE_INTEGER frequency;
+        QueryPerformanceFrequency(&frequency);
+        return frequency.QuadPart;
+    }
+
+    std::int64_t frequency_;
     ImportPatch patch_;
 };
 

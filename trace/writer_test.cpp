@@ -10,7 +10,6 @@ namespace zelto {
 namespace {
 
 using test::frozen;
-using test::readings;
 using test::ShiftedCounter;
 
 std::atomic<int> registryReads{0};
@@ -20,11 +19,14 @@ LSTATUS WINAPI CountRegistryRead(HKEY key, LPCSTR path, DWORD options, REGSAM ac
     return openKey(key, path, options, access, result);
 }
 
+// The counter stands still at `start_` until a test moves it: to the writer, however slow the machine is, no
+// time passes between the start of the trace and what a test does.
 class WriterTest : public testing::Test {
 protected:
     WriterTest() : openKeyPatch_(OwnModule(), "RegOpenKeyExA", &CountRegistryRead) {
         openKey = openKeyPatch_.Original<LSTATUS WINAPI(HKEY, LPCSTR, DWORD, REGSAM, PHKEY)>();
         registryReads = 0;
+        start_ = counter_.FreezeAfter(0);
         TraceStart(folder_.NarrowWithBackslash().c_str(), "host.log");
         EXPECT_TRUE(ShiftedCounter::AwaitReadings(2)); // by the start-up record and by the writer that begins
     }
@@ -39,13 +41,14 @@ protected:
     }
 
     // A pass that had not begun when this is called has ended: the one behind it reads the counter.
-    void AwaitPass() { ASSERT_TRUE(ShiftedCounter::AwaitReadings(readings + 2)); }
+    void AwaitPass() { ASSERT_TRUE(ShiftedCounter::AwaitNewReadings(2)); }
 
     Lines MessagesIn(const char* name) { return test::Messages(test::ReadTraceLines(folder_.Path() / name)); }
 
     test::TempFolder folder_;
     test::TestKey key_;
     ShiftedCounter counter_;
+    std::int64_t start_ = 0;
     test::ImportPatch openKeyPatch_;
 };
 
@@ -57,22 +60,20 @@ TEST_F(WriterTest, PendingRecordsAreWrittenWhenNothingIsLoggedFor100Milliseconds
 }
 
 TEST_F(WriterTest, RecordsStayPendingWhileThereAreCalls) {
-    const std::int64_t call = counter_.FreezeAfter(0); // however slow the machine is
     TRACE_INFO("first");
     AwaitPass();
     EXPECT_EQ(MessagesIn("host.log"), Lines());
-    frozen = call - counter_.Frequency() * 1000; // the writer sees a call in its future
+    frozen = start_ - counter_.Frequency() * 1000; // the writer sees a call in its future
     AwaitPass();
     EXPECT_EQ(MessagesIn("host.log"), Lines());
 }
 
 TEST_F(WriterTest, RecordsStayPendingUntilMoreThan100WholeMillisecondsHavePassed) {
-    const std::int64_t call = counter_.FreezeAfter(0);
     TRACE_INFO("soon on disk");
-    frozen = call + counter_.Frequency() * 101 / 1000 - 1; // 100 whole milliseconds
+    frozen = start_ + counter_.Frequency() * 101 / 1000 - 1; // 100 whole milliseconds
     AwaitPass();
     EXPECT_EQ(MessagesIn("host.log"), Lines());
-    frozen = call + (counter_.Frequency() * 101 + 999) / 1000;
+    frozen = start_ + (counter_.Frequency() * 101 + 999) / 1000;
     AwaitPass();
     EXPECT_EQ(MessagesIn("host.log"), Lines({"info: soon on disk"}));
 }
@@ -81,13 +82,16 @@ TEST_F(WriterTest, RegistryIsReadAfterExactly11Seconds) {
     key_.SetDword("flag", kTraceDefaultFlags);
     key_.SetDword("size", 0);
     SetKeyPath();
-    const std::int64_t known = counter_.FreezeAfter(counter_.Frequency() * 1000);
-    AwaitPass(); // the settings are read now, at a moment that is known
-    EXPECT_EQ(registryReads, 1);
-    frozen = known + counter_.Frequency() * 11 - 1;
+    frozen = start_ + counter_.Frequency() * 11 - 1;
+    AwaitPass();
+    EXPECT_EQ(registryReads, 0);
+    frozen = start_ + counter_.Frequency() * 11;
     AwaitPass();
     EXPECT_EQ(registryReads, 1);
-    frozen = known + counter_.Frequency() * 11;
+    frozen = start_ + counter_.Frequency() * 22 - 1;
+    AwaitPass();
+    EXPECT_EQ(registryReads, 1);
+    frozen = start_ + counter_.Frequency() * 22;
     AwaitPass();
     EXPECT_EQ(registryReads, 2);
 }
@@ -126,11 +130,11 @@ TEST_F(WriterTest, SettingsAreTakenOverAfter11Seconds) {
 DWORD stoppingThread;
 HANDLE readingBegun;
 HANDLE recordsEnded;
-decltype(&SetEvent) setEvent;
+decltype(&SetEvent) setEvent = &SetEvent; // the writer signals by it as well
 LSTATUS WINAPI ReadUntilRecordsHaveEnded(HKEY key, LPCSTR path, DWORD options, REGSAM access, PHKEY result) {
     if (GetCurrentThreadId() != stoppingThread) {
         setEvent(readingBegun);
-        WaitForSingleObject(recordsEnded, 20'000);
+        WaitForSingleObject(recordsEnded, 60'000);
     }
     return openKey(key, path, options, access, result);
 }
@@ -149,11 +153,10 @@ TEST_F(WriterTest, SettingsThatAreReadDuringTheStopAreNotTakenOver) {
     const KernelHandle begun(readingBegun = CreateEventW(nullptr, TRUE, FALSE, nullptr));
     const KernelHandle ended(recordsEnded = CreateEventW(nullptr, TRUE, FALSE, nullptr));
     const test::ImportPatch setEventPatch(OwnModule(), "SetEvent", &TellThatRecordsHaveEnded);
-    setEvent = setEventPatch.Original<std::remove_pointer_t<decltype(setEvent)>>();
     const test::ImportPatch openPatch(OwnModule(), "RegOpenKeyExA", &ReadUntilRecordsHaveEnded);
     SetKeyPath();
     counter_.AdvanceMilliseconds(11000);
-    ASSERT_EQ(WaitForSingleObject(begun.get(), 20'000), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(begun.get(), 60'000), WAIT_OBJECT_0);
     TraceStop();
     EXPECT_EQ(TraceFlags.load(), 0u);
     EXPECT_EQ(traceState.sizeLimitMiB, 0u);
