@@ -44,7 +44,7 @@ void ChangeSettings(zelto::test::ShiftedCounter& counter, std::uint32_t flags) {
         zelto::traceState.registryKeyPath.Set(key.Path());
     }
     counter.AdvanceMilliseconds(11'000);
-    counter.AwaitReadings(zelto::test::readings + 2);
+    counter.AwaitNewReadings(2);
     const zelto::TraceLockGuard lock;
     zelto::traceState.registryKeyPath = {}; // the key goes, too
 }
