@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 
@@ -23,6 +24,14 @@ HANDLE Duplicate(HANDLE handle, BOOL inherit = FALSE) {
 const HANDLE wanted = reinterpret_cast<HANDLE>(kReceiver);
 bool reserved = false;
 
+// While the number is free nothing else may take it: the library's writer would, for its log.
+std::mutex numberIsFree;
+
+std::FILE* __cdecl OpenWhileItIsTaken(const wchar_t* path, const wchar_t* mode, int share) {
+    const std::lock_guard lock(numberIsFree);
+    return _wfsopen(path, mode, share);
+}
+
 // Handles that the library was given here and has not closed.
 std::vector<HANDLE> given;
 
@@ -42,6 +51,7 @@ HANDLE Renumber(HANDLE handle) {
 
 HANDLE WINAPI CreateNumbered(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high,
                              DWORD low, LPCWSTR name) {
+    const std::lock_guard lock(numberIsFree);
     if (reserved) {
         CloseHandle(wanted);
         reserved = false;
@@ -51,6 +61,7 @@ HANDLE WINAPI CreateNumbered(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD 
 }
 
 BOOL WINAPI CloseAndReserve(HANDLE handle) {
+    const std::lock_guard lock(numberIsFree);
     const BOOL result = CloseHandle(handle);
     given.erase(std::remove(given.begin(), given.end(), handle), given.end());
     if (handle == wanted) {
@@ -100,6 +111,7 @@ ChannelTest::ChannelTest() {
     if (endedProcess == nullptr) {
         endedProcess = StartAndEnd((ModuleFolder() / L"ZeltoAuth.exe").wstring());
     }
+    Patch("_wfsopen", &OpenWhileItIsTaken);
     Patch("CreateFileMappingW", &CreateNumbered);
     Patch("CloseHandle", &CloseAndReserve);
     Patch("MapViewOfFile", &MapAndRemember);
