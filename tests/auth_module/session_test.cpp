@@ -102,12 +102,27 @@ protected:
         EXPECT_TRUE(sessionStarts.empty());
     }
 
+    // An event for the launch's last step before it waits for another program's start.
+    HANDLE TellOfTheLastStep() {
+        static HANDLE reset;
+        reset = NamedEvent("zelto test stop event reset");
+        Patch(
+            "ResetEvent", +[](HANDLE event) -> BOOL {
+                const BOOL result = ResetEvent(event);
+                SetEvent(reset);
+                return result;
+            });
+        return reset;
+    }
+
     // While the library starts another program, which alone is to inherit some handles, no module is started.
     void ExpectStartWaits() {
+        const HANDLE reset = TellOfTheLastStep();
         const KernelHandle begins(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         startBegins = begins.get();
         HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
         auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
+        EXPECT_TRUE(IsSignalledSoon(reset));
         EXPECT_EQ(WaitForSingleObject(begins.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
         EXPECT_EQ(search.GoOn(), "");
         EXPECT_EQ(prompt.get(), kOk);
@@ -130,23 +145,17 @@ HANDLE block;
 // Another program that is started meanwhile does not get the block.
 TEST_F(SessionTest, WhileTheStartWaitsTheBlockIsNotInherited) {
     Sessions(0, 3);
-    static HANDLE reset;
-    reset = NamedEvent("zelto test stop event reset");
+    const HANDLE reset = TellOfTheLastStep();
     Patch(
         "CreateFileMappingW",
         +[](HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high, DWORD low,
             LPCWSTR name) -> HANDLE {
             return block = CreateFileMappingW(file, security, protection, high, low, name);
         });
-    Patch(
-        "ResetEvent", +[](HANDLE event) -> BOOL {
-            SetEvent(reset);
-            return ResetEvent(event);
-        });
     HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
     auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
     EXPECT_TRUE(IsSignalledSoon(reset));
-    EXPECT_EQ(prompt.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    EXPECT_EQ(prompt.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
     DWORD flags = HANDLE_FLAG_INHERIT;
     EXPECT_TRUE(GetHandleInformation(block, &flags));
     EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0u);
@@ -157,15 +166,8 @@ TEST_F(SessionTest, WhileTheStartWaitsTheBlockIsNotInherited) {
 // A stop that comes while the start waits is not forgotten.
 TEST_F(SessionTest, AStopDuringAnotherProgramsStartCancels) {
     Sessions(0, 3);
-    static HANDLE reset;
-    reset = NamedEvent("zelto test stop event reset");
-    Patch(
-        "ResetEvent", +[](HANDLE event) -> BOOL {
-            const BOOL result = ResetEvent(event);
-            SetEvent(reset);
-            return result;
-        });
-    Script({"delay 3000"}); // a stop ends it before
+    const HANDLE reset = TellOfTheLastStep();
+    Script({"delay 60000"}); // a stop ends it before
     HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
     auto prompt = std::async(std::launch::async, [this] { return TwoFactor(); });
     EXPECT_TRUE(IsSignalledSoon(reset));

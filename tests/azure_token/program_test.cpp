@@ -208,27 +208,38 @@ TEST_F(TokenProgramTest, CallersOnSeveralThreadsGetEachTheirOwn) {
     }
 }
 
-HANDLE programStarts = nullptr; // signalled when a program is started
+// Of the thread that sets them: signalled when it asks for a lock, and when it creates a pipe.
+thread_local HANDLE comesToTheLock = nullptr;
+thread_local HANDLE createsPipe = nullptr;
 
-BOOL WINAPI TellAndStart(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES* process,
-                         SECURITY_ATTRIBUTES* thread, BOOL inherits, DWORD flags, LPVOID environment,
-                         LPCWSTR folder, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
-    SetEvent(programStarts);
-    return CreateProcessW(application, commandLine, process, thread, inherits, flags, environment, folder,
-                          startup, information);
+void WINAPI TellAndAcquire(SRWLOCK* lock) {
+    SetEvent(comesToTheLock);
+    AcquireSRWLockExclusive(lock);
+}
+
+BOOL WINAPI TellAndCreatePipe(HANDLE* read, HANDLE* write, SECURITY_ATTRIBUTES* attributes, DWORD size) {
+    SetEvent(createsPipe);
+    return CreatePipe(read, write, attributes, size);
 }
 
 // A program that took along the ends of another one's pipes would keep that one's reader until it ends itself.
 TEST_F(TokenProgramTest, TwoStartsDoNotOverlap) {
     Behave(L"echo");
-    const KernelHandle starts(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    programStarts = starts.get();
-    Patch("CreateProcessW", &TellAndStart);
+    const KernelHandle comes(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const KernelHandle creates(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    Patch("AcquireSRWLockExclusive", &TellAndAcquire);
+    Patch("CreatePipe", &TellAndCreatePipe);
     HeldTokenSearch first(library_, HeldTokenSearch::Then::Searches);
-    auto second = std::async(std::launch::async, [this] { return Fetch(); });
-    EXPECT_EQ(WaitForSingleObject(starts.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
+    auto second = std::async(std::launch::async, [&] {
+        comesToTheLock = comes.get();
+        createsPipe = creates.get();
+        return Fetch();
+    });
+    EXPECT_EQ(WaitForSingleObject(comes.get(), 60'000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(creates.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
     EXPECT_EQ(first.GoOn(), "held");
     EXPECT_EQ(second.get(), 0u);
+    EXPECT_EQ(WaitForSingleObject(creates.get(), 0), WAIT_OBJECT_0);
     EXPECT_EQ(Token(), "client");
 }
 

@@ -32,6 +32,8 @@ TEST_F(SessionSignInBrowserTest, TheCommandIsStartedInTheActiveSession) {
     EXPECT_TRUE(sessionCalls_[0].othersAreZero);
 }
 
+HANDLE choosesSession; // signalled when the sign-in looks for the session, right before it starts the command
+
 // While the library starts another program, which alone is to inherit some handles, no command is started.
 TEST_F(SessionSignInBrowserTest, TheStartWaitsForAnotherProgramsStart) {
     const KernelHandle opened(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -39,8 +41,16 @@ TEST_F(SessionSignInBrowserTest, TheStartWaitsForAnotherProgramsStart) {
         SetEvent(opened.get());
         page_ = RequestPage(RedirectPort(), "GET /?id=XYZ HTTP/1.1\r\n\r\n");
     };
+    const KernelHandle chooses(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    choosesSession = chooses.get();
+    const ImportPatch telling(
+        library_.Module(), "SelectCurrentActiveTSSession", +[]() -> DWORD {
+            SetEvent(choosesSession);
+            return 7;
+        });
     HeldTokenSearch search(library_, HeldTokenSearch::Then::FindsNothing);
     auto signIn = std::async(std::launch::async, [this] { return SignIn(); });
+    EXPECT_EQ(WaitForSingleObject(chooses.get(), 60'000), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(opened.get(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
     EXPECT_EQ(search.GoOn(), "");
     EXPECT_EQ(signIn.get(), 0u);

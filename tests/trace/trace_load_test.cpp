@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdio>
 #include <gmock/gmock.h>
+#include <memory>
 #include <regex>
 #include <thread>
 
@@ -120,25 +121,33 @@ TEST_F(TraceLoadTest, LibraryIsUnloadedByAnotherThreadThanLoadedIt) {
 }
 
 HANDLE writerIsBusy; // set when the writer has called the replaced function
+HANDLE unloadWaits;  // set when the unload has come to where it waits for the writer
 std::atomic<bool> writerWentOn;
 DWORD unloadingThread; // which calls it as well, and is not held up
+std::unique_ptr<ImportPatch> waiting;
 
-void HoldWriterUp() {
+// The writer holds the lock, for which the unload waits before it waits for the writer.
+int SlowFlush(std::FILE* file) {
     if (GetCurrentThreadId() != unloadingThread) {
         SetEvent(writerIsBusy);
-        Sleep(500); // longer than an unload takes that does not wait for the writer
+        Sleep(500); // longer than an unload takes that waits for neither
         writerWentOn = true;
     }
-}
-
-int SlowFlush(std::FILE* file) {
-    HoldWriterUp();
     return std::fflush(file);
 }
 
 BOOL WINAPI SlowCounter(LARGE_INTEGER* counter) {
-    HoldWriterUp();
+    if (GetCurrentThreadId() != unloadingThread) {
+        SetEvent(writerIsBusy);
+        writerWentOn = WaitForSingleObject(unloadWaits, 30'000) == WAIT_OBJECT_0;
+    }
     return QueryPerformanceCounter(counter);
+}
+
+void CALLBACK TellAndWait(PTP_WORK work, BOOL cancel) {
+    waiting.reset(); // the library is about to go, with its imports
+    SetEvent(unloadWaits);
+    WaitForThreadpoolWorkCallbacks(work, cancel);
 }
 
 // Unloads while the writer is inside of `function`; it returns into code that must still be there.
@@ -146,15 +155,19 @@ template <class Function>
 void UnloadWhileTheWriterIsIn(const char* function, Function* replacement) {
     unloadingThread = GetCurrentThreadId();
     writerIsBusy = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    unloadWaits = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     writerWentOn = false;
     LibraryUnderTest library;
     {
         const ImportPatch patch(library.Module(), function, replacement);
         ASSERT_EQ(WaitForSingleObject(writerIsBusy, 30'000), WAIT_OBJECT_0); // its first pass
     }
+    waiting = std::make_unique<ImportPatch>(library.Module(), "WaitForThreadpoolWorkCallbacks", &TellAndWait);
     library.Unload();
+    EXPECT_EQ(waiting.release(), nullptr); // it must not be restored in a library that has gone
     EXPECT_TRUE(writerWentOn);
     EXPECT_FALSE(LibraryIsLoaded());
+    CloseHandle(unloadWaits);
     CloseHandle(writerIsBusy);
 }
 
