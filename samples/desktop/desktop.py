@@ -52,8 +52,9 @@ class Desktop:
         self.prefix = folder / "prefix"
         self._run_script("new-prefix.sh")
         self._prepare_prefix(registry)
+        # -r: a key that is held for long, because the machine is busy, is not repeated.
         self._display = subprocess.Popen(
-            ["Xvfb", "-displayfd", "1", "-screen", "0", _SCREEN, "-nolisten", "tcp", "-noreset"],
+            ["Xvfb", "-displayfd", "1", "-screen", "0", _SCREEN, "-nolisten", "tcp", "-noreset", "-r"],
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
             start_new_session=True,  # Ctrl+C is for who uses it; it is ended by close()
@@ -119,12 +120,15 @@ class Desktop:
         """The window when it seems to have finished drawing: three pictures in a row were the same.
 
         On a busy machine it may be a picture of before: who waits for a certain sight asks for that sight.
+        A window that shows the seconds may never hold still there: after a while the last picture is taken.
         """
+        patience = time.monotonic() + _SECONDS / 4
         pictures = [self.picture_of(window)]
 
         def is_still() -> bool:
             pictures.append(self.picture_of(window))
-            return len(pictures) > 2 and pictures[-1] == pictures[-2] == pictures[-3]
+            is_same = len(pictures) > 2 and pictures[-1] == pictures[-2] == pictures[-3]
+            return is_same or time.monotonic() > patience
 
         self.wait_until(is_still, "the window to hold still")
         return pictures[-1]
