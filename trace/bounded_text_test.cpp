@@ -104,5 +104,23 @@ TEST(BoundedTextTest, DigitsThatDoNotFitAreDropped) {
     EXPECT_EQ(hex.View(), "ABC");
 }
 
+TEST(BoundedTextTest, ZerosInFrontTakeTheRoomFirst) {
+    char memory[4];
+    BoundedText zeros(memory, sizeof(memory));
+    zeros.AppendDecimal(5, 9);
+    EXPECT_EQ(zeros.View(), "0000");
+    BoundedText digits(memory, sizeof(memory));
+    digits.AppendDecimal(12345, 7);
+    EXPECT_EQ(digits.View(), "0012");
+}
+
+TEST(NumberTextTest, ShorterNumberThanTheValueIsItsLastDigits) {
+    char text[] = "#######";
+    PutDecimal(text + 1, 1234567, 5);
+    EXPECT_STREQ(text, "#34567#");
+    PutDecimal(text + 1, 1234567, 1);
+    EXPECT_STREQ(text, "#74567#");
+}
+
 } // namespace
 } // namespace zelto

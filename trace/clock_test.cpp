@@ -214,5 +214,76 @@ TEST_F(ClockTest, StandardZoneNameIsReadAndTerminated) {
     EXPECT_LE(moment.uptimeSeconds, after);
 }
 
+errno_t TellZoneNames(std::size_t*, char* name, std::size_t size, int index) {
+    return strcpy_s(name, size, index == 0 ? "standard" : "daylight");
+}
+VOID WINAPI TellLocalTime(LPSYSTEMTIME local) {
+    *local = {2026, 3, 4, 19, 4, 11, 33, 123};
+}
+
+TEST_F(ClockTest, LocalMomentHasTheStandardNameAndTheLocalTime) {
+    const test::ImportPatch name(OwnModule(), "_get_tzname", &TellZoneNames);
+    const test::ImportPatch time(OwnModule(), "GetLocalTime", &TellLocalTime);
+    LocalMoment moment;
+    std::memset(&moment, 0xCC, sizeof(moment));
+    ReadLocalMoment(moment);
+    EXPECT_STREQ(moment.zoneName, "standard");
+    SYSTEMTIME local;
+    TellLocalTime(&local);
+    EXPECT_EQ(std::memcmp(&moment.local, &local, sizeof(local)), 0);
+}
+
+// Here the clock, the tick count and the zone stand where they are put.
+class KeptBlockTest : public ClockTest {
+protected:
+    KeptBlockTest() {
+        traceState.readClock = &Clock;
+        clockValue = (kSomeSecond + 60 * ++minutes) * 10'000'000; // no block of an earlier test
+        zoneSeconds = 0;
+        zoneDaylight = 0;
+    }
+
+private:
+    static inline std::uint64_t minutes = 0;
+    test::ImportPatch ticks_{OwnModule(), "GetTickCount", &Tick};
+    test::ImportPatch seconds_{OwnModule(), "_get_timezone", &ZoneSeconds};
+    test::ImportPatch daylight_{OwnModule(), "_get_daylight", &ZoneDaylight};
+};
+
+TEST_F(KeptBlockTest, IsForItsZoneOnly) {
+    EXPECT_EQ(Offset(), "UTC+00:00");
+    zoneSeconds = -3600;
+    EXPECT_EQ(Offset(), "UTC+01:00");
+    zoneDaylight = 1;
+    EXPECT_EQ(Offset(), "UTC+02:00");
+}
+
+errno_t ZoneChangesMeanwhile(std::tm* local, const __time64_t* seconds) {
+    zoneSeconds = -7200;
+    return _gmtime64_s(local, seconds);
+}
+
+// As if another thread had read the zone anew.
+TEST_F(KeptBlockTest, IsNoneWhoseZoneChangedWhileItWasMade) {
+    {
+        const test::ImportPatch split(OwnModule(), "_localtime64_s", &ZoneChangesMeanwhile);
+        EXPECT_EQ(Offset(), "UTC+02:00");
+    }
+    zoneSeconds = 0;
+    EXPECT_EQ(Offset(), "UTC+00:00");
+}
+
+errno_t YearOfFiveDigits(std::tm* local, const __time64_t*) {
+    *local = {};
+    local->tm_year = 12345 - 1900;
+    return 0;
+}
+
+TEST_F(KeptBlockTest, IsNoneOfAYearWithFiveDigits) {
+    const test::ImportPatch split(OwnModule(), "_localtime64_s", &YearOfFiveDigits);
+    EXPECT_EQ(Block(), "[12345-01-00 00:00:00.0000000 UTC+00:00] ");
+    EXPECT_EQ(Block(), "[12345-01-00 00:00:00.0000000 UTC+00:00] ");
+}
+
 } // namespace
 } // namespace zelto

@@ -10,11 +10,14 @@ namespace {
 
 // Whoever reads beyond the page ends the program with an access violation.
 TEST(TextBlockPageTest, ATextThatEndsWithItsPageIsReadNoFurther) {
-    auto* pages = static_cast<char*>(VirtualAlloc(nullptr, 2 * kMemoryPage, MEM_RESERVE, PAGE_NOACCESS));
+    SYSTEM_INFO system;
+    GetSystemInfo(&system);
+    const std::size_t page = system.dwPageSize;
+    auto* pages = static_cast<char*>(VirtualAlloc(nullptr, 2 * page, MEM_RESERVE, PAGE_NOACCESS));
     ASSERT_NE(pages, nullptr);
-    ASSERT_NE(VirtualAlloc(pages, kMemoryPage, MEM_COMMIT, PAGE_READWRITE), nullptr);
+    ASSERT_NE(VirtualAlloc(pages, page, MEM_COMMIT, PAGE_READWRITE), nullptr);
     for (std::size_t length = 0; length < 3 * kTextBlock; ++length) {
-        char* text = pages + kMemoryPage - length - 1;
+        char* text = pages + page - length - 1;
         std::memset(text, 'x', length);
         text[length] = '\0';
         char to[5 * kTextBlock];

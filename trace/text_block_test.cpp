@@ -58,27 +58,34 @@ TEST_F(TextBlockTest, OnlyAZeroEndsATextThatStopsAtZeros) {
 }
 
 TEST_F(TextBlockTest, NothingBehindTheEndIsCopied) {
-    for (std::size_t length = 0; length < kLongest; ++length) {
-        const char* text = TextBefore(200, length, '\0'); // "###" behind it
-        char to[kLongest + 2 * kTextBlock];
-        std::fill_n(to, sizeof(to), '-');
-        const TextCopy copy = CopyUntil(to, to + sizeof(to), text, '\0');
-        EXPECT_EQ(std::count(copy.to, to + sizeof(to), '#'), 0) << length;
-        std::fill_n(page_ + kMemoryPage - 200, length + 1, '#');
+    for (const char end : {'\0', '%'}) {
+        for (std::size_t length = 0; length < kLongest; ++length) {
+            const char* text = TextBefore(200, length, end); // "###" behind it
+            char to[kLongest + 2 * kTextBlock];
+            std::fill_n(to, sizeof(to), '-');
+            const TextCopy copy = CopyUntil(to, to + sizeof(to), text, '%');
+            const std::size_t rest = kTextBlock - length % kTextBlock; // of the last block
+            EXPECT_EQ(std::string(copy.to, rest), std::string(rest, '\0')) << length;
+            EXPECT_EQ(std::count(copy.to + rest, to + sizeof(to), '-'),
+                      to + sizeof(to) - (copy.to + rest));
+            std::fill_n(page_ + kMemoryPage - 200, length + 1, '#');
+        }
     }
 }
 
 TEST_F(TextBlockTest, WithoutRoomForABlockTheRestIsLeft) {
-    const char* text = TextBefore(300, kLongest, '\0');
-    for (std::size_t room = 0; room <= 2 * kTextBlock; ++room) {
-        char to[3 * kTextBlock];
-        std::fill_n(to, sizeof(to), '-');
-        const TextCopy copy = CopyUntil(to, to + room, text, '\0');
-        const std::size_t copied = room / kTextBlock * kTextBlock;
-        EXPECT_EQ(copy.to - to, static_cast<std::ptrdiff_t>(copied)) << room;
-        EXPECT_EQ(copy.from - text, static_cast<std::ptrdiff_t>(copied)) << room;
-        EXPECT_EQ(std::count(to + copied, to + sizeof(to), '-'),
-                  static_cast<std::ptrdiff_t>(sizeof(to) - copied));
+    for (std::size_t before = 0; before < 3 * kTextBlock; ++before) {
+        const char* text = TextBefore(before, kLongest, '\0');
+        for (std::size_t room = 0; room <= 2 * kTextBlock; ++room) {
+            char to[3 * kTextBlock];
+            std::fill_n(to, sizeof(to), '-');
+            const TextCopy copy = CopyUntil(to, to + room, text, '\0');
+            const std::size_t copied = room / kTextBlock * kTextBlock;
+            ASSERT_EQ(copy.to - to, static_cast<std::ptrdiff_t>(copied)) << room << ", before " << before;
+            ASSERT_EQ(copy.from - text, static_cast<std::ptrdiff_t>(copied)) << room << ", before " << before;
+            ASSERT_EQ(std::count(to + copied, to + sizeof(to), '-'),
+                      static_cast<std::ptrdiff_t>(sizeof(to) - copied));
+        }
     }
 }
 

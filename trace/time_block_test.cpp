@@ -31,13 +31,18 @@ TEST(TimeBlockTest, OffsetIsPlusToTheEastAndMinusToTheWest) {
     EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC-03:30] ");
     time.secondsWestOfUtc = -45900;
     EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC+12:45] ");
+    time.secondsWestOfUtc = -3599; // of a minute that is not full, nothing is shown
+    EXPECT_EQ(TimeOf(time), "[2026-01-01 00:00:00.0000000 UTC+00:59] ");
 }
 
 TEST(TimeBlockTest, LongestBlockFitsItsMemory) {
-    const std::string time =
-        TimeOf({INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, UINT_MAX, INT_MIN});
-    EXPECT_LT(time.size(), kMaximumTimeBlock);
-    EXPECT_TRUE(time.ends_with("] "));
+    EXPECT_EQ(TimeOf({INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, UINT_MAX, INT_MIN}),
+              "[2147483647-2147483647-2147483647 2147483647:2147483647:2147483647.4294967295 UTC+596523:14] ");
+}
+
+TEST(TimeBlockTest, NumberBelowZeroHasTenDigitsToo) {
+    EXPECT_EQ(TimeOf({-1, -1, -1, -1, -1, -1, 0, 0}),
+              "[4294967295-4294967295-4294967295 4294967295:4294967295:4294967295.0000000 UTC+00:00] ");
 }
 
 TEST(TimeBlockTest, FileTimeIsSplitAt1970) {

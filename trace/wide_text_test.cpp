@@ -1,5 +1,6 @@
 #include "trace/wide_text.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -49,6 +50,21 @@ TEST(WideTextTest, LoneSurrogateIsReplaced) {
     EXPECT_EQ(ToUtf8(Units({0xD800, 0xD800, 0xDC00})), "\xEF\xBF\xBD\xF0\x90\x80\x80");
     EXPECT_EQ(ToUtf8(Units({0xDC00, 0xD800})), "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
+
+TEST(WideTextTest, PairThatTheLengthCutsIsALoneSurrogate) {
+    const std::wstring pair = Units({0xD83D, 0xDE00});
+    ASSERT_EQ(Utf8Length(pair.c_str(), 1), 3u);
+    char bytes[5] = "####";
+    ConvertToUtf8(pair.c_str(), 1, bytes);
+    EXPECT_STREQ(bytes, "\xEF\xBF\xBD#");
+}
+
+#if WCHAR_MAX > 0xFFFF
+TEST(WideTextTest, WholeCodePointInOneCharacterIsTakenAsSuch) {
+    EXPECT_EQ(ToUtf8(Units({0x10000, 0x10FFFF})), "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+    EXPECT_EQ(ToUtf8(Units({0x110000})), "\xEF\xBF\xBD");
+}
+#endif
 
 } // namespace
 } // namespace zelto
