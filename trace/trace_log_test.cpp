@@ -181,6 +181,17 @@ TEST_F(TraceLogTest, HexDumpFollowsTheRecordInTheMainLogOnly) {
     EXPECT_EQ(Bytes("host_error.log"), "dump\r\n");
 }
 
+TEST_F(TraceLogTest, ErrorCopyTakesTheErrorLevelToTheLetterOnly) {
+    TraceFlags = kTraceDefaultFlags | kTraceNoLabel;
+    for (const char* level : {"", "  err", "  error ", "error", "  Error"}) {
+        TraceLog(nullptr, 0, 7, level, "another level");
+    }
+    TraceLog(nullptr, 0, 7, "  error", "an error");
+    TraceFlags = kTraceDefaultFlags;
+    Stop();
+    EXPECT_EQ(Bytes("host_error.log"), "an error\r\n");
+}
+
 TEST_F(TraceLogTest, HexDumpLargerThanThePendingBufferIsWhole) {
     const std::string data(40000, 'D'); // 195,000 characters of dump
     TraceLog(data.data(), data.size(), 7, kLevelInfo, "large");

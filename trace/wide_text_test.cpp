@@ -47,6 +47,7 @@ TEST(WideTextTest, LoneSurrogateIsReplaced) {
                                             "a");
     EXPECT_EQ(ToUtf8(Units({0xD800, 'a'})), "\xEF\xBF\xBD"
                                             "a");
+    EXPECT_EQ(ToUtf8(Units({'a', 0xDC00})), "a\xEF\xBF\xBD");
     EXPECT_EQ(ToUtf8(Units({0xD800, 0xD800, 0xDC00})), "\xEF\xBF\xBD\xF0\x90\x80\x80");
     EXPECT_EQ(ToUtf8(Units({0xDC00, 0xD800})), "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
