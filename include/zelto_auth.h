@@ -192,7 +192,8 @@ uint32_t BasicAuthGetResponse(char* userName, uint32_t userNameSize, char* passw
 
 /*
  * Receives the outcome of an asynchronous two-factor prompt, on a thread of the library. What it returns is ignored; no
- * exception may leave it. It may unload the library, but not wait for another two-factor prompt.
+ * exception may leave it. It may unload the library (once the call that began the prompt has returned, which it may come
+ * before), but not wait for another two-factor prompt.
  *
  *   context   as it was given to TwoFactorAuthGetResponse.
  *   result    as TwoFactorAuthGetResponse returns it without a callback.
