@@ -66,8 +66,7 @@ TEST_F(TextBlockTest, NothingBehindTheEndIsCopied) {
             const TextCopy copy = CopyUntil(to, to + sizeof(to), text, '%');
             const std::size_t rest = kTextBlock - length % kTextBlock; // of the last block
             EXPECT_EQ(std::string(copy.to, rest), std::string(rest, '\0')) << length;
-            EXPECT_EQ(std::count(copy.to + rest, to + sizeof(to), '-'),
-                      to + sizeof(to) - (copy.to + rest));
+            EXPECT_EQ(std::count(copy.to + rest, to + sizeof(to), '-'), to + sizeof(to) - (copy.to + rest));
             std::fill_n(page_ + kMemoryPage - 200, length + 1, '#');
         }
     }
