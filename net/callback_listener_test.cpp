@@ -229,7 +229,7 @@ TEST_F(CallbackListenerTest, AConnectionThatSendsNothingFor5SecondsEndsWithoutAn
     EXPECT_EQ(silent.ReceiveAll(milliseconds(kLongMs)), "");
     const auto taken = Clock::now() - start;
     EXPECT_GE(taken, milliseconds(4900));
-    EXPECT_LT(taken, milliseconds(kLongMs)); // on a busy machine
+    EXPECT_LT(taken, std::chrono::minutes(1)); // on a busy machine
     EXPECT_EQ(listener.Outcome(), std::nullopt);
     EXPECT_EQ(listener.Exception(), nullptr);
     EXPECT_EQ(RequestText(*listener.request), "");

@@ -7,13 +7,13 @@ namespace zelto::test {
 namespace {
 
 // The whole of it with its own pauses, and the user's own folder of local application data.
-TEST(ClearFolderDurationTest, AFileThatIsHeldForSixSecondsIsGoneAfterFifteen) {
+TEST(ClearFolderDurationTest, AFileThatIsHeldForThreeSecondsIsGoneAfterFifteen) {
     LibraryUnderTest library;
     wchar_t localAppData[MAX_PATH] = {};
     ASSERT_NE(GetEnvironmentVariableW(L"LOCALAPPDATA", localAppData, MAX_PATH), 0u);
     const std::filesystem::path folder = std::filesystem::path(localAppData) / L"ZeltoClient" / L"SamlAuth";
     MakeFile(folder / L"Default" / L"Cookies");
-    const FileHolder holder(folder / L"Default" / L"Cookies", 6000);
+    const FileHolder holder(folder / L"Default" / L"Cookies", 3000);
 
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(library.SamlAuthClearCookies(), 0u);

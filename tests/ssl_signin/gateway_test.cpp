@@ -56,9 +56,9 @@ TEST_F(SslSignInGatewayTest, HandshakeFails) {
     ExpectNetworkErrorLogged();
 }
 
+// The gateway is done with the request before the next test begins.
 BOOL WINAPI ReceiveTimesOut(HINTERNET request, LPVOID) {
-    WinHttpReceiveResponse(request,
-                           nullptr); // the gateway is done with the request before the next test begins
+    WinHttpReceiveResponse(request, nullptr);
     SetLastError(ERROR_WINHTTP_TIMEOUT);
     return FALSE;
 }
